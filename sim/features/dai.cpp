@@ -1,0 +1,156 @@
+// Dynamic ARP Inspection: validation modes, per-VLAN and per-interface
+// settings, ARP ACLs with their rules, and per-VLAN counters.
+//
+// "arp_acls" rows: name -> {}; "arp_acl_rules" rows: (name, sequence) ->
+// {"ip" (host order, 0 any), "mac", "action"}; "dai_stats" (dynamic):
+// vlan -> the nine counters of OPEN_DAI_VLAN_STATS_t by field name.
+#include "sim/bind.h"
+
+namespace veltrum::sim {
+
+namespace {
+
+constexpr size_t kRulesPerAcl = 20;
+
+const SettingSpec kSettings[] = {
+    {"dai.smac", Scope::Global, int64_t{0}, 0, 1},
+    {"dai.dmac", Scope::Global, int64_t{0}, 0, 1},
+    {"dai.ip", Scope::Global, int64_t{0}, 0, 1},
+    {"dai.vlan.enable", Scope::Vlan, int64_t{0}, 0, 1},
+    {"dai.vlan.logging", Scope::Vlan, int64_t{1}, 0, 1},
+    {"dai.vlan.acl", Scope::Vlan, std::string(), 0, OPEN_ARP_ACL_NAME_SIZE - 1},
+    {"dai.vlan.acl_static", Scope::Vlan, int64_t{0}, 0, 1},
+    {"dai.intf.trust", Scope::Intf, int64_t{0}, 0, 1},
+    {"dai.intf.rate", Scope::Intf, int64_t{15}, -1, 300},
+    {"dai.intf.burst", Scope::Intf, int64_t{1}, 1, 15},
+};
+const TableSpec kAcls{"arp_acls", 100, true};
+const TableSpec kRules{"arp_acl_rules", 100 * kRulesPerAcl, true};
+const TableSpec kStats{"dai_stats", 4094, false};
+
+const char *const kCounterNames[] = {"dhcpDrops",    "dhcpPermits",     "aclDrops",  "aclPermits", "sMacFailures",
+                                     "dMacFailures", "ipValidFailures", "forwarded", "dropped"};
+
+bool valid_acl_name(const std::string &name) {
+  if (name.empty() || name.size() >= OPEN_ARP_ACL_NAME_SIZE) return false;
+  for (unsigned char c : name)
+    if (!isalnum(c) && c != '-' && c != '_' && c != '.') return false;
+  return true;
+}
+
+bool valid_mac(const std::string &mac) {
+  if (mac.size() != 17) return false;
+  for (size_t i = 0; i < mac.size(); ++i)
+    if (i % 3 == 2 ? mac[i] != ':' : !isxdigit(static_cast<unsigned char>(mac[i]))) return false;
+  return true;
+}
+
+}  // namespace
+
+void install_dai(Sim &sim) {
+  using rpc::CallId;
+  Store &store = sim.store();
+  store.define(kSettings);
+  store.define_table(kAcls);
+  store.define_table(kRules);
+  store.define_table(kStats);
+
+  bind_setting<CallId::rpcclt_openapiDaiSourceMacValidateModeGet, CallId::rpcclt_openapiDaiSourceMacValidateModeSet>(sim, "dai.smac");
+  bind_setting<CallId::rpcclt_openapiDaiDestMacValidateModeGet, CallId::rpcclt_openapiDaiDestMacValidateModeSet>(sim, "dai.dmac");
+  bind_setting<CallId::rpcclt_openapiDaiIpAddrValidateModeGet, CallId::rpcclt_openapiDaiIpAddrValidateModeSet>(sim, "dai.ip");
+  bind_setting<CallId::rpcclt_openapiDaiVlanEnableGet, CallId::rpcclt_openapiDaiVlanEnableSet>(sim, "dai.vlan.enable");
+  bind_setting<CallId::rpcclt_openapiDaiVlanLoggingEnableGet, CallId::rpcclt_openapiDaiVlanLoggingEnableSet>(sim, "dai.vlan.logging");
+  bind_setting<CallId::rpcclt_openapiDaiVlanArpAclGet, CallId::rpcclt_openapiDaiVlanArpAclSet>(sim, "dai.vlan.acl");
+  bind_setting<CallId::rpcclt_openapiDaiVlanArpAclStaticFlagGet, CallId::rpcclt_openapiDaiVlanArpAclStaticFlagSet>(sim, "dai.vlan.acl_static");
+  bind_setting<CallId::rpcclt_openapiDaiIntfTrustGet, CallId::rpcclt_openapiDaiIntfTrustSet>(sim, "dai.intf.trust");
+  bind_setting<CallId::rpcclt_openapiDaiIntfRateLimitGet, CallId::rpcclt_openapiDaiIntfRateLimitSet>(sim, "dai.intf.rate");
+  bind_setting<CallId::rpcclt_openapiDaiIntfBurstIntervalGet, CallId::rpcclt_openapiDaiIntfBurstIntervalSet>(sim, "dai.intf.burst");
+
+  // VLANs with DAI data: enabled on the VLAN, or counters recorded for it.
+  sim.implement<CallId::rpcclt_openapiDaiVlanNextGet>([&sim](openapiClientHandle_t *, uint32_t vlan, uint32_t *next) {
+    if (!next) return OPEN_E_PARAM;
+    const Table &stats = sim.store().table("dai_stats");
+    for (uint32_t v = vlan + 1; v <= sim.options().max_vlan; ++v) {
+      if (!sim.vlan_exists(v)) continue;
+      if (sim.store().integer("dai.vlan.enable", v) || stats.find({int64_t{v}})) {
+        *next = v;
+        return OPEN_E_NONE;
+      }
+    }
+    return OPEN_E_NOT_FOUND;
+  });
+
+  sim.implement<CallId::rpcclt_openapiDaiVlanStatsGet>(
+      [&sim](openapiClientHandle_t *, uint32_t vlan, OPEN_DAI_VLAN_STATS_t *stats) {
+        if (!stats) return OPEN_E_PARAM;
+        if (!sim.vlan_exists(vlan)) return OPEN_E_NOT_FOUND;
+        uint32_t counters[9] = {};
+        if (const Record *r = sim.store().table("dai_stats").find({int64_t{vlan}}))
+          for (size_t i = 0; i < 9; ++i)
+            if (auto it = r->find(kCounterNames[i]); it != r->end())
+              counters[i] = static_cast<uint32_t>(std::get<int64_t>(it->second));
+        static_assert(sizeof(OPEN_DAI_VLAN_STATS_t) == sizeof counters);
+        std::memcpy(stats, counters, sizeof counters);
+        return OPEN_E_NONE;
+      });
+
+  sim.implement<CallId::rpcclt_openapiArpAclNextGet>(
+      [&sim](openapiClientHandle_t *, const open_buffdesc *name, open_buffdesc *next) {
+        std::string after = buffer_text(name);
+        const Table &acls = sim.store().table("arp_acls");
+        auto *row = after.empty() ? acls.next({}) : acls.next({after});
+        if (!row) return OPEN_E_NOT_FOUND;
+        return fill_text(next, std::get<std::string>(row->first[0]));
+      });
+
+  sim.implement<CallId::rpcclt_openapiArpAclCreate>([&sim](openapiClientHandle_t *, const open_buffdesc *name) {
+    std::string n = buffer_text(name);
+    if (!valid_acl_name(n)) return OPEN_E_PARAM;
+    return sim.store().table("arp_acls").insert({n}, {});
+  });
+
+  sim.implement<CallId::rpcclt_openapiArpAclDelete>([&sim](openapiClientHandle_t *, const open_buffdesc *name) {
+    std::string n = buffer_text(name);
+    if (open_error_t rc = sim.store().table("arp_acls").erase({n})) return rc;
+    sim.store().table("arp_acl_rules").erase_prefix({n});
+    return OPEN_E_NONE;
+  });
+
+  sim.implement<CallId::rpcclt_openapiArpAclRuleNextGetV2>(
+      [&sim](openapiClientHandle_t *, const open_buffdesc *name, uint32_t seq, uint32_t *nextSeq, uint32_t *ip,
+             open_buffdesc *mac, OPEN_ARP_ACL_RULE_ACTION_t *action) {
+        std::string n = buffer_text(name);
+        if (!sim.store().table("arp_acls").find({n})) return OPEN_E_NOT_FOUND;
+        auto *row = sim.store().table("arp_acl_rules").next({n, int64_t{seq}});
+        if (!row || row->first[0] != Value(n)) return OPEN_E_NOT_FOUND;
+        const Record &r = row->second;
+        if (open_error_t rc = fill_text(mac, std::get<std::string>(r.at("mac")))) return rc;
+        if (nextSeq) *nextSeq = static_cast<uint32_t>(std::get<int64_t>(row->first[1]));
+        if (ip) *ip = static_cast<uint32_t>(std::get<int64_t>(r.at("ip")));
+        if (action) *action = static_cast<OPEN_ARP_ACL_RULE_ACTION_t>(std::get<int64_t>(r.at("action")));
+        return OPEN_E_NONE;
+      });
+
+  sim.implement<CallId::rpcclt_openapiArpAclRuleAdd>(
+      [&sim](openapiClientHandle_t *, const open_buffdesc *name, uint32_t seq, uint32_t ip,
+             const open_buffdesc *mac, OPEN_ARP_ACL_RULE_ACTION_t action) {
+        std::string n = buffer_text(name);
+        std::string m = buffer_text(mac);
+        if (!sim.store().table("arp_acls").find({n})) return OPEN_E_NOT_FOUND;
+        if (seq == 0 || !valid_mac(m)) return OPEN_E_PARAM;
+        if (action != OPEN_ARP_ACL_RULE_ACTION_PERMIT && action != OPEN_ARP_ACL_RULE_ACTION_DENY) return OPEN_E_PARAM;
+        Table &rules = sim.store().table("arp_acl_rules");
+        Key key{n, int64_t{seq}};
+        if (!rules.find(key) && rules.with_prefix({n}).size() >= kRulesPerAcl) return OPEN_E_FULL;
+        return rules.upsert(key, {{"ip", int64_t{ip}}, {"mac", m}, {"action", int64_t{action}}});
+      });
+
+  sim.implement<CallId::rpcclt_openapiArpAclRuleDelete>(
+      [&sim](openapiClientHandle_t *, const open_buffdesc *name, uint32_t seq) {
+        std::string n = buffer_text(name);
+        if (!sim.store().table("arp_acls").find({n})) return OPEN_E_NOT_FOUND;
+        return sim.store().table("arp_acl_rules").erase({n, int64_t{seq}});
+      });
+}
+
+}  // namespace veltrum::sim

@@ -1,0 +1,204 @@
+#include "sim/sim.h"
+
+#include <cstdio>
+#include <exception>
+
+#include "sim/bind.h"
+#include "support/files.h"
+#include "support/json_ptr.h"
+#include "support/log.h"
+
+namespace veltrum::sim {
+
+namespace {
+constexpr size_t kJournalLength = 4096;
+constexpr uint32_t kLagGap = 4;
+}  // namespace
+
+open_error_t fill_text(open_buffdesc *out, const std::string &text) {
+  if (!out || !out->pstart) return OPEN_E_PARAM;
+  if (text.size() + 1 > out->size) return OPEN_E_BUFFER;
+  std::memcpy(out->pstart, text.c_str(), text.size() + 1);
+  out->size = static_cast<uint32_t>(text.size() + 1);
+  return OPEN_E_NONE;
+}
+
+std::string buffer_text(const open_buffdesc *in) {
+  if (!in || !in->pstart) return {};
+  const char *p = static_cast<const char *>(in->pstart);
+  return std::string(p, strnlen(p, in->size));
+}
+
+Sim::Sim(SimOptions options) : options_(std::move(options)), store_(*this) {
+  build_interfaces();
+  install_system(*this);
+  install_interfaces(*this);
+  install_vlans(*this);
+  install_network(*this);
+  install_users(*this);
+  install_dai(*this);
+  install_control();
+  apply_defaults();
+}
+
+void Sim::build_interfaces() {
+  uint32_t n = 1;
+  for (uint32_t i = 0; i < options_.copper + options_.uplinks; ++i, ++n)
+    interfaces_.push_back({n, OPEN_INTF_TYPE_PHY, "0/" + std::to_string(i + 1)});
+  n += kLagGap;
+  for (uint32_t i = 0; i < options_.lags; ++i, ++n)
+    interfaces_.push_back({n, OPEN_INTF_TYPE_LAG, "lag " + std::to_string(i + 1)});
+  interfaces_.push_back({n, OPEN_INTF_TYPE_CPU, "CPU"});
+}
+
+const Interface *Sim::interface(uint32_t ifNum) const {
+  for (const auto &i : interfaces_)
+    if (i.ifNum == ifNum) return &i;
+  return nullptr;
+}
+
+uint32_t Sim::first_lag() const {
+  for (const auto &i : interfaces_)
+    if (i.type == OPEN_INTF_TYPE_LAG) return i.ifNum;
+  return 0;
+}
+
+bool Sim::intf_exists(uint32_t ifNum, uint32_t type_mask) const {
+  const Interface *i = interface(ifNum);
+  return i && (type_mask & intf_bit(i->type));
+}
+
+bool Sim::vlan_exists(uint32_t vlanId) const { return store_.table("vlans").find({int64_t{vlanId}}) != nullptr; }
+
+std::vector<std::string> Sim::missing_calls() const {
+  std::vector<std::string> out;
+  for (uint32_t i = 0; i < rpc::kCallCount; ++i)
+    if (!calls_[i]) out.push_back(rpc::kCallNames[i]);
+  return out;
+}
+
+bool Sim::serve(uint32_t id, openapiClientHandle_t *client, rpc::Reader &in, rpc::Writer &out) {
+  std::lock_guard<std::mutex> lock(mu_);
+  try {
+    if (id >= rpc::kControlBase) {
+      uint32_t c = id - rpc::kControlBase;
+      if (c >= controls_.size() || !controls_[c]) return false;
+      return controls_[c](client, in, out);
+    }
+    if (id >= rpc::kCallCount) return false;
+    ++counts_[id];
+    journal_.push_back(id);
+    if (journal_.size() > kJournalLength) journal_.pop_front();
+    if (fault_left_[id] > 0) {
+      --fault_left_[id];
+      return faulted_[id](client, in, out);
+    }
+    if (!calls_[id]) {
+      agent_log(4, "veltrum-sim: %s has no implementation", rpc::kCallNames[id]);
+      out.i32(OPEN_E_UNAVAIL);
+      return false;
+    }
+    return calls_[id](client, in, out);
+  } catch (const std::exception &e) {
+    agent_log(1, "veltrum-sim: call %u failed inside the simulator: %s", id, e.what());
+    return false;
+  }
+}
+
+void Sim::apply_defaults() {
+  store_.reset();
+  for (auto &seed : seeds_) seed(*this);
+}
+
+bool Sim::save_running_config() {
+  JsonPtr root(store_.save_json());
+  std::string text = json_object_to_json_string_ext(root.get(), JSON_C_TO_STRING_PRETTY | JSON_C_TO_STRING_NOSLASHESCAPE);
+  text += "\n";
+  return write_file_atomic(options_.root + SIM_SAVED_CONFIG_PATH, text) == 0;
+}
+
+void Sim::load_config() {
+  std::lock_guard<std::mutex> lock(mu_);
+  load_locked();
+}
+
+void Sim::load_locked() {
+  apply_defaults();
+  std::string path = options_.root + SIM_SAVED_CONFIG_PATH;
+  if (!exists(path.c_str())) return;
+  JsonPtr root(json_object_from_file(path.c_str()));
+  if (!root || !store_.load_json(root.get()))
+    agent_log(1, "veltrum-sim: %s is unreadable, starting from factory defaults", path.c_str());
+}
+
+void Sim::factory_reset_locked() {
+  apply_defaults();
+  std::remove((options_.root + SIM_SAVED_CONFIG_PATH).c_str());
+}
+
+void Sim::install_control() {
+  using rpc::CallId;
+  auto id_of = [](const open_buffdesc *name) -> int {
+    std::string n = buffer_text(name);
+    for (uint32_t i = 0; i < rpc::kCallCount; ++i)
+      if (n == rpc::kCallNames[i]) return static_cast<int>(i);
+    return -1;
+  };
+  implement_control<ControlId::simctlFaultSet>(
+      [this, id_of](openapiClientHandle_t *, const open_buffdesc *name, uint32_t count, int32_t result) {
+        int i = id_of(name);
+        if (i < 0) return OPEN_E_NOT_FOUND;
+        fault_left_[i] = count;
+        fault_result_[i] = static_cast<open_error_t>(result);
+        return OPEN_E_NONE;
+      });
+  implement_control<ControlId::simctlFaultsClear>([this](openapiClientHandle_t *) {
+    fault_left_.fill(0);
+    return OPEN_E_NONE;
+  });
+  implement_control<ControlId::simctlCallCountGet>(
+      [this, id_of](openapiClientHandle_t *, const open_buffdesc *name, uint32_t *count) {
+        int i = id_of(name);
+        if (i < 0) return OPEN_E_NOT_FOUND;
+        if (count) *count = counts_[i];
+        return OPEN_E_NONE;
+      });
+  implement_control<ControlId::simctlCallJournalGet>([this](openapiClientHandle_t *, open_buffdesc *json) {
+    JsonPtr names(json_object_new_array());
+    for (uint32_t id : journal_) json_object_array_add(names.get(), json_object_new_string(rpc::kCallNames[id]));
+    return fill_text(json, json_text(names.get()));
+  });
+  implement_control<ControlId::simctlCallCountsReset>([this](openapiClientHandle_t *) {
+    counts_.fill(0);
+    journal_.clear();
+    return OPEN_E_NONE;
+  });
+  implement_control<ControlId::simctlGoDown>([this](openapiClientHandle_t *, uint32_t downtime_ms) {
+    if (!server_) return OPEN_E_UNAVAIL;
+    server_->go_down_after_answer(std::chrono::milliseconds(downtime_ms));
+    return OPEN_E_NONE;
+  });
+  implement_control<ControlId::simctlStateGet>(
+      [this](openapiClientHandle_t *, const open_buffdesc *name, open_buffdesc *json) {
+        JsonPtr state(store_.dump(buffer_text(name)));
+        if (!state) return OPEN_E_NOT_FOUND;
+        return fill_text(json, json_text(state.get()));
+      });
+  implement_control<ControlId::simctlStateSet>(
+      [this](openapiClientHandle_t *, const open_buffdesc *name, const open_buffdesc *json) {
+        JsonPtr body(json_tokener_parse(buffer_text(json).c_str()));
+        if (!body) return OPEN_E_PARAM;
+        return store_.poke(buffer_text(name), body.get());
+      });
+  // Control calls run under the lock already.
+  implement_control<ControlId::simctlReload>([this](openapiClientHandle_t *) {
+    load_locked();
+    return OPEN_E_NONE;
+  });
+  implement_control<ControlId::simctlFactoryReset>([this](openapiClientHandle_t *) {
+    factory_reset_locked();
+    return OPEN_E_NONE;
+  });
+}
+
+}  // namespace veltrum::sim

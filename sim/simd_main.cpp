@@ -1,0 +1,96 @@
+// veltrum-simd: the simulated switch platform service.
+//
+//   veltrum-simd --root DIR [--copper N] [--uplinks N] [--lags N] [--max-vlan N]
+//
+// Prepares the device root, loads the saved configuration and serves the
+// platform calls on "<root>/run/openapi/openapi.sock" until SIGTERM or SIGINT.
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "platform/openapi.h"
+#include "sim/device_root.h"
+#include "sim/sim.h"
+#include "support/device.h"
+#include "support/log.h"
+
+namespace {
+
+void usage() {
+  std::fprintf(stderr,
+               "usage: veltrum-simd --root DIR [--copper N] [--uplinks N] [--lags N] [--max-vlan N]\n");
+  std::exit(2);
+}
+
+uint32_t number(const char *text, uint32_t min, uint32_t max) {
+  char *end = nullptr;
+  unsigned long v = std::strtoul(text, &end, 10);
+  if (!*text || *end || v < min || v > max) usage();
+  return static_cast<uint32_t>(v);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  veltrum::sim::SimOptions options;
+  bool have_root = false;
+  for (int i = 1; i < argc; ++i) {
+    std::string a = argv[i];
+    if (i + 1 >= argc) usage();
+    const char *v = argv[++i];
+    if (a == "--root") {
+      options.root = v;
+      while (options.root.size() > 1 && options.root.back() == '/') options.root.pop_back();
+      if (options.root == "/") options.root.clear();
+      have_root = true;
+    } else if (a == "--copper") {
+      options.copper = number(v, 1, 96);
+    } else if (a == "--uplinks") {
+      options.uplinks = number(v, 0, 16);
+    } else if (a == "--lags") {
+      options.lags = number(v, 0, 64);
+    } else if (a == "--max-vlan") {
+      options.max_vlan = number(v, 2, 4094);
+    } else {
+      usage();
+    }
+  }
+  if (!have_root) usage();
+  set_device_root(options.root);
+
+  if (!veltrum::sim::prepare_device_root(options.root)) {
+    std::fprintf(stderr, "veltrum-simd: cannot prepare the device root %s: %s\n", options.root.c_str(),
+                 std::strerror(errno));
+    return 1;
+  }
+
+  // Signals are taken by sigwait below, never by a handler on some thread.
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+  veltrum::sim::Sim sim(options);
+  for (const auto &name : sim.missing_calls())
+    agent_log(4, "veltrum-sim: %s has no implementation", name.c_str());
+  sim.load_config();
+
+  veltrum::rpc::Server server(device_path(OPENAPI_SOCKET_PATH), sim);
+  sim.set_server(&server);
+  if (!server.start()) {
+    std::fprintf(stderr, "veltrum-simd: cannot listen on %s: %s\n", device_path(OPENAPI_SOCKET_PATH).c_str(),
+                 std::strerror(errno));
+    return 1;
+  }
+  agent_log(6, "veltrum-sim: serving %u platform calls on %s", veltrum::rpc::kCallCount,
+            device_path(OPENAPI_SOCKET_PATH).c_str());
+
+  int sig = 0;
+  sigwait(&signals, &sig);
+  agent_log(6, "veltrum-sim: stopping on signal %d", sig);
+  server.stop();
+  return 0;
+}

@@ -1,0 +1,165 @@
+// The simulated switch's state layer.
+//
+// Settings are named values with a scope: one value for the switch
+// (Global), one per interface (Intf) or one per VLAN (Vlan), each with a
+// default and a range (for text: a longest length). Tables are keyed rows
+// of named values, walked in key order by the first/next calls. Both carry
+// a `persist` mark: persistent state is part of the running configuration
+// and is saved and loaded; the rest (link states, counters, learned entries)
+// is dynamic state that a reload or restart clears.
+//
+// The store knows nothing of RPC; sim/bind.h ties platform calls to it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include <json-c/json.h>
+
+#include "platform/open_types.h"
+
+namespace veltrum::sim {
+
+using Value = std::variant<int64_t, std::string>;
+
+enum class Scope { Global, Intf, Vlan };
+
+// Interface types an Intf setting exists on (bit per OPEN_INTF_TYPE_t).
+inline constexpr uint32_t intf_bit(OPEN_INTF_TYPE_t t) { return 1u << static_cast<unsigned>(t); }
+inline constexpr uint32_t kPhyAndLag = intf_bit(OPEN_INTF_TYPE_PHY) | intf_bit(OPEN_INTF_TYPE_LAG);
+
+struct SettingSpec {
+  const char *key;
+  Scope scope;
+  Value initial;   // the factory default
+  int64_t min = 0; // integers: the accepted range; text: min and max length
+  int64_t max = 1;
+  bool persist = true;
+  uint32_t intf_types = kPhyAndLag;
+};
+
+struct TableSpec {
+  const char *name;
+  size_t capacity;  // most rows; a further insert answers OPEN_E_FULL
+  bool persist = true;
+};
+
+using Key = std::vector<Value>;
+using Record = std::map<std::string, Value>;
+
+class Table {
+ public:
+  explicit Table(const TableSpec &spec) : spec_(spec) {}
+  const TableSpec &spec() const { return spec_; }
+
+  const Record *find(const Key &key) const;
+  Record *find(const Key &key);
+  // OPEN_E_EXISTS, OPEN_E_FULL or OPEN_E_NONE.
+  open_error_t insert(const Key &key, Record record);
+  // Inserts or replaces; OPEN_E_FULL only for a new key past capacity.
+  open_error_t upsert(const Key &key, Record record);
+  open_error_t erase(const Key &key);
+  void clear() { rows_.clear(); }
+
+  // The first row whose key is greater than `after` (the first row when
+  // `after` is empty); null at the end.
+  const std::pair<const Key, Record> *next(const Key &after) const;
+  // Rows whose key starts with `prefix`.
+  std::vector<const std::pair<const Key, Record> *> with_prefix(const Key &prefix) const;
+  // Removes the rows whose key starts with `prefix`.
+  void erase_prefix(const Key &prefix);
+  size_t size() const { return rows_.size(); }
+  const std::map<Key, Record> &rows() const { return rows_; }
+
+ private:
+  const TableSpec &spec_;
+  std::map<Key, Record> rows_;
+};
+
+// Tells the store which indexes exist for the scoped settings.
+class IndexOracle {
+ public:
+  virtual ~IndexOracle() = default;
+  virtual bool intf_exists(uint32_t ifNum, uint32_t type_mask) const = 0;
+  virtual bool vlan_exists(uint32_t vlanId) const = 0;
+};
+
+class Store {
+ public:
+  explicit Store(const IndexOracle &oracle) : oracle_(oracle) {}
+
+  void define(const SettingSpec *specs, size_t count);
+  template <size_t N>
+  void define(const SettingSpec (&specs)[N]) {
+    define(specs, N);
+  }
+  void define_table(const TableSpec &spec);
+
+  // Checks the key's index for its scope: OPEN_E_PARAM for an unknown
+  // interface, OPEN_E_NOT_FOUND for an absent VLAN.
+  open_error_t check_index(const std::string &key, uint32_t index) const;
+
+  // Reads and writes. A write is checked against the spec (OPEN_E_PARAM).
+  open_error_t get(const std::string &key, Value &out) const;
+  open_error_t get(const std::string &key, uint32_t index, Value &out) const;
+  open_error_t set(const std::string &key, const Value &v);
+  open_error_t set(const std::string &key, uint32_t index, const Value &v);
+  // Convenience for the implementation code: the value or its default.
+  int64_t integer(const std::string &key) const;
+  int64_t integer(const std::string &key, uint32_t index) const;
+  std::string text(const std::string &key) const;
+  std::string text(const std::string &key, uint32_t index) const;
+
+  // Forgets every per-index value of a scope for one index (a VLAN deleted).
+  void forget_index(Scope scope, uint32_t index);
+
+  Table &table(const std::string &name);
+  const Table &table(const std::string &name) const;
+  bool has_table(const std::string &name) const { return tables_.count(name) != 0; }
+  bool has_setting(const std::string &key) const { return settings_.count(key) != 0; }
+  const SettingSpec &spec(const std::string &key) const;
+
+  // Back to factory defaults: every setting to its default, every table
+  // emptied (the seeds of the model refill them).
+  void reset();
+  // Only the dynamic state: what a reload or restart clears.
+  void reset_dynamic();
+
+  // The persistent part as JSON, and back. load() applies what it
+  // recognises and skips the rest; it returns false for malformed text.
+  json_object *save_json() const;
+  bool load_json(json_object *root);
+
+  // The state for the control tool: one setting (all indexes) or one table.
+  json_object *dump(const std::string &name) const;
+  // Writes a setting from JSON ({"value": v} or {"index": i, "value": v})
+  // or a table row ({"key": [...], "record": {...}}); null record deletes.
+  open_error_t poke(const std::string &name, json_object *body);
+
+ private:
+  struct Setting {
+    const SettingSpec *spec;
+    Value global;
+    std::map<uint32_t, Value> per_index;
+  };
+  open_error_t check(const SettingSpec &spec, const Value &v) const;
+  const Setting *find(const std::string &key) const;
+
+  const IndexOracle &oracle_;
+  std::map<std::string, Setting> settings_;
+  std::map<std::string, Table> tables_;
+};
+
+// JSON conversions of values, keys and records.
+json_object *to_json(const Value &v);
+bool from_json(json_object *o, Value &out);
+json_object *to_json(const Key &k);
+bool from_json(json_object *o, Key &out);
+json_object *to_json(const Record &r);
+bool from_json(json_object *o, Record &out);
+
+}  // namespace veltrum::sim

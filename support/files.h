@@ -1,0 +1,23 @@
+// File helpers of the support library. Paths are taken as given: callers
+// resolve device paths with device_path() first.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// 1 when the path exists, 0 otherwise.
+int exists(const char *path);
+
+// A heap copy of the whole file, NUL-terminated (the caller frees it), or null.
+char *load_file(const char *path);
+
+// Copies `from` to `to` (created or truncated). 0 or -1.
+int copy_file(const char *from, const char *to);
+
+// Writes `content` to `path` atomically: a temporary file beside it is
+// written, flushed to disk and renamed over the target, so a crash never
+// leaves a half-written file. Creates missing parent directories. 0 or -1.
+int write_file_atomic(const std::string &path, std::string_view content);
+
+// Creates a directory and its parents (mode 0755). 0 or -1.
+int make_dirs(const std::string &path);

@@ -1,0 +1,30 @@
+// Running programs: fork and exec with an argument vector, never a shell.
+#pragma once
+
+#include <cstddef>
+
+// One line of a child's output, the line keeps its newline. The first call
+// carries "pid: <child pid>\n" before any output line.
+typedef void (*execvp_line_cb)(const char *line, void *arg);
+
+// Formats one argument ("%s" with a text, "%d" with a number) into a new heap
+// text; argv_free releases a null-terminated vector of them.
+char *add_arg(const char *format, ...) __attribute__((format(printf, 1, 2)));
+void argv_free(char **argv);
+
+// Runs `file` (searched on PATH when it has no slash) with `argv`, standard
+// output and standard error captured together into `output` (at most
+// `output_size` - 1 bytes, always terminated; null to discard). Waits for the
+// child and returns its exit status (0 success), 128 + signal when it was
+// killed, or -1 when it could not be started.
+int execvp_cmd(const char *file, char *const argv[], char *output, size_t output_size);
+
+// Like execvp_cmd, but streams: calls `line_cb` with "pid: <pid>\n" first and
+// then once per output line. `stdin_path`, `stdout_path` and `stderr_path`,
+// when given, redirect the child's streams to files instead (a redirected
+// standard output produces no line callbacks). `env` (null-terminated
+// "KEY=value" texts) replaces the environment when given; `cb_arg` is handed
+// to the callback.
+int execvp_cmd_cb_arg(const char *file, const char *stdin_path, const char *stdout_path,
+                      const char *stderr_path, execvp_line_cb line_cb, void *cb_arg,
+                      char *const env[], char *const argv[]);
