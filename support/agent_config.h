@@ -35,7 +35,10 @@ extern pthread_mutex_t session_mutex;
 #define AGENT_CONFIG_PATH "/mnt/fastpath/veltrum/agent.cfg"
 
 void init_agent_config(AgentConfig *cfg);
-// 0 when the file was read, -1 when it was missing or unreadable.
+// Overrides the members of `cfg` (normally fresh from init_agent_config) that
+// the file holds with the right type; text members are cut to 7 characters.
+// 0 when the file was read, -1 when it was missing, unreadable or not a JSON
+// object.
 int parse_agent_config(AgentConfig *cfg);
 // 0 when the file was written, -1 otherwise.
 int dump_agent_config(const AgentConfig *cfg);

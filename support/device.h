@@ -4,9 +4,9 @@
 // VELTRUM_ROOT at a private directory that the simulated switch populates, so
 // the agent and the simulator never touch the host's own /tmp or /bin.
 //
-// VELTRUM_ROOT is the one environment variable the agent reads; it is a
-// development hook, not configuration (the agent has none on the command line
-// or in the environment).
+// VELTRUM_ROOT is read once, at the first call. Together with
+// VELTRUM_LOG_LEVEL (see log.h) it is a development hook, not configuration
+// (the agent has none on the command line or in the environment).
 #pragma once
 
 #include <string>
@@ -16,6 +16,8 @@
 const std::string &device_root();
 
 // Overrides the root (tests that run device code in-process use this).
+// Trailing slashes are dropped; "/" gives "". Not synchronised with readers:
+// set it before other threads resolve paths.
 void set_device_root(std::string_view root);
 
 // device_path("/tmp/x") gives "<root>/tmp/x". A relative path is returned as is.

@@ -5,6 +5,15 @@
 // Lines at or below the threshold go to syslog (ident "Veltrum") or to
 // standard error, chosen once by log_configure(); the default is standard
 // error with threshold 7 so a developer sees everything.
+//
+// As a development aid, VELTRUM_LOG_LEVEL (a decimal integer) read at the
+// first logging call replaces the default threshold 7; log_configure()
+// still overrides it.
+//
+// On standard error each call writes one line "veltrum[<pid>] <level>: <text>",
+// adding the newline only when the text lacks one. On syslog the level is the
+// priority (facility daemon). Lines above the threshold are dropped before
+// any formatting. Every call may come from any thread.
 #pragma once
 
 #include <cstdarg>

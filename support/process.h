@@ -8,9 +8,17 @@
 typedef void (*execvp_line_cb)(const char *line, void *arg);
 
 // Formats one argument ("%s" with a text, "%d" with a number) into a new heap
-// text; argv_free releases a null-terminated vector of them.
+// text (malloc; aborts on exhaustion). argv_free releases a null-terminated
+// vector of them: every entry and then the vector itself, which the caller
+// allocated with calloc/malloc. A null vector is ignored.
 char *add_arg(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void argv_free(char **argv);
+
+// Both calls below are safe to use from several threads at once. The child
+// starts with every signal at its default disposition and none blocked, with
+// no descriptor of the agent beyond 0, 1 and 2, and with standard input on
+// /dev/null unless redirected. When the program cannot be executed (or a
+// redirection file cannot be opened) the child exits with 127.
 
 // Runs `file` (searched on PATH when it has no slash) with `argv`, standard
 // output and standard error captured together into `output` (at most
@@ -20,11 +28,15 @@ void argv_free(char **argv);
 int execvp_cmd(const char *file, char *const argv[], char *output, size_t output_size);
 
 // Like execvp_cmd, but streams: calls `line_cb` with "pid: <pid>\n" first and
-// then once per output line. `stdin_path`, `stdout_path` and `stderr_path`,
-// when given, redirect the child's streams to files instead (a redirected
-// standard output produces no line callbacks). `env` (null-terminated
-// "KEY=value" texts) replaces the environment when given; `cb_arg` is handed
-// to the callback.
+// then once per output line, of any length (a last line without newline is
+// delivered as it is). Standard output and standard error feed the lines
+// together. `stdin_path`, `stdout_path` and `stderr_path`, when given,
+// redirect the child's streams to files instead (a redirected stream produces
+// no line callbacks; output files are created or truncated, and the same path
+// for both shares one file). `env` (null-terminated "KEY=value" texts)
+// replaces the environment when given (the program is still searched on the
+// agent's PATH); `cb_arg` is handed to the callback. The status is as for
+// execvp_cmd.
 int execvp_cmd_cb_arg(const char *file, const char *stdin_path, const char *stdout_path,
                       const char *stderr_path, execvp_line_cb line_cb, void *cb_arg,
                       char *const env[], char *const argv[]);

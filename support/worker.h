@@ -31,7 +31,9 @@ int init_worker_manager();
 int create_single_run_worker(const char *name, const WorkerCallbacks *callbacks, void *arg);
 // Non-zero while a worker of that name is alive (its run has not returned).
 int worker_exists(const char *name);
-// prepare_stop, then join. 0, or -1 when no worker of that name exists.
+// prepare_stop, then join. 0, or -1 when no worker of that name exists (its
+// run has already returned, or another caller is destroying it), or when
+// called from that worker's own run. The name stays taken until this returns.
 int destroy_worker(const char *name);
 // Destroys every live worker, then the manager.
 void destroy_worker_manager();
