@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "platform/openapi.h"
+#include "platform/rpc_socket.h"
 #include "support/device.h"
 
 namespace veltrum::rpc {
@@ -96,29 +97,15 @@ class Channel {
     return true;
   }
 
-  bool send_all(const std::vector<uint8_t> &frame) {
-    size_t done = 0;
-    while (done < frame.size()) {
-      ssize_t n = ::send(fd_, frame.data() + done, frame.size() - done, MSG_NOSIGNAL);
-      if (n < 0 && errno == EINTR) continue;
-      if (n <= 0) return false;
-      done += static_cast<size_t>(n);
-    }
-    return true;
-  }
+  bool send_all(const std::vector<uint8_t> &frame) { return veltrum::rpc::send_all(fd_, frame); }
 
   bool read_some(uint8_t *dst, size_t n, size_t &got) {
-    for (;;) {
-      ssize_t r = ::recv(fd_, dst, n, 0);
-      if (r > 0) {
-        got = static_cast<size_t>(r);
-        return true;
-      }
-      if (r == 0) return false;
-      if (errno == EINTR) continue;
-      // EAGAIN: the receive time-out ran out on a hung service.
-      return false;
-    }
+    // Zero is the end of the stream, -1 an error or the receive time-out
+    // running out on a hung service.
+    ssize_t r = recv_some(fd_, dst, n);
+    if (r <= 0) return false;
+    got = static_cast<size_t>(r);
+    return true;
   }
 
   // Reads one answer frame into `answer` (without its length prefix).

@@ -1,5 +1,7 @@
 #include "platform/rpc_server.h"
 
+#include "platform/rpc_socket.h"
+
 #include <cerrno>
 #include <cstring>
 
@@ -16,17 +18,6 @@ int64_t now_ms() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(
              std::chrono::steady_clock::now().time_since_epoch())
       .count();
-}
-
-bool send_all(int fd, const std::vector<uint8_t> &frame) {
-  size_t done = 0;
-  while (done < frame.size()) {
-    ssize_t n = ::send(fd, frame.data() + done, frame.size() - done, MSG_NOSIGNAL);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    done += static_cast<size_t>(n);
-  }
-  return true;
 }
 
 // Buffered frame reader of one connection.
@@ -52,8 +43,7 @@ class FrameReader {
         }
       }
       uint8_t chunk[8192];
-      ssize_t n = ::recv(fd_, chunk, sizeof chunk, 0);
-      if (n < 0 && errno == EINTR) continue;
+      ssize_t n = recv_some(fd_, chunk, sizeof chunk);
       if (n <= 0) return false;
       if (pos_ > 0) {
         buf_.erase(buf_.begin(), buf_.begin() + static_cast<long>(pos_));

@@ -1,0 +1,215 @@
+// The RPC channel: every parameter kind crosses it intact, buffers are
+// bounded by the caller's size, and a service that goes away makes calls
+// fail with OPEN_E_RPC instead of crashing or hanging.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <atomic>
+#include <filesystem>
+#include <map>
+#include <thread>
+
+#include "platform/openapi.h"
+#include "platform/rpc_server.h"
+#include "support/device.h"
+#include "tests/common/sim_fixture.h"
+
+namespace {
+
+using veltrum::rpc::CallId;
+using veltrum::rpc::CallSig;
+using veltrum::rpc::make_handler;
+
+// A service whose calls are lambdas of the test.
+class ScriptedService : public veltrum::rpc::CallSink {
+ public:
+  template <CallId Id, typename F>
+  void on(F fn) {
+    handlers_[static_cast<uint32_t>(Id)] = make_handler<typename CallSig<Id>::type>(std::move(fn));
+  }
+  bool serve(uint32_t id, openapiClientHandle_t *client, veltrum::rpc::Reader &in,
+             veltrum::rpc::Writer &out) override {
+    auto it = handlers_.find(id);
+    return it != handlers_.end() && it->second(client, in, out);
+  }
+
+ private:
+  std::map<uint32_t, veltrum::rpc::CallHandler> handlers_;
+};
+
+class RpcTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    set_device_root(root_.path());
+    std::filesystem::create_directories(root_.path() + "/run/openapi");
+    server_ = std::make_unique<veltrum::rpc::Server>(device_path(OPENAPI_SOCKET_PATH), service_);
+    ASSERT_TRUE(server_->start());
+    ASSERT_EQ(openapiClientRegister("rpc-test", &client_), OPEN_E_NONE);
+  }
+  void TearDown() override {
+    openapiClientTearDown(&client_);
+    server_->stop();
+  }
+
+  veltrum::test::TempDir root_;
+  ScriptedService service_;
+  std::unique_ptr<veltrum::rpc::Server> server_;
+  openapiClientHandle_t client_{};
+};
+
+open_buffdesc text(const char *s) { return open_buffdesc{static_cast<uint32_t>(std::strlen(s) + 1), const_cast<char *>(s)}; }
+
+TEST_F(RpcTest, ScalarsEnumsAndRecordsRoundTrip) {
+  service_.on<CallId::openapiIfNextGet>([](openapiClientHandle_t *, OPEN_INTF_TYPE_t type, uint32_t ifNum, uint32_t *next) {
+    EXPECT_EQ(type, OPEN_INTF_TYPE_LAG);
+    *next = ifNum + 0x80000000u;  // the top bit survives
+    return OPEN_E_NONE;
+  });
+  service_.on<CallId::rpcclt_openapiApiVersionGet>([](openapiClientHandle_t *, open_revision_data_t *v) {
+    EXPECT_EQ(v->major, 9);  // the caller's value arrives (in and out)
+    *v = {1, 2, 3, 4};
+    return OPEN_E_NONE;
+  });
+  service_.on<CallId::rpcclt_openapiDaiIntfRateLimitSet>([](openapiClientHandle_t *, uint32_t, int32_t rate) {
+    return rate == -1 ? OPEN_E_NONE : OPEN_E_PARAM;
+  });
+  service_.on<CallId::rpcclt_openapiDaiVlanStatsGet>([](openapiClientHandle_t *, uint32_t vlan, OPEN_DAI_VLAN_STATS_t *s) {
+    *s = {};
+    s->dhcpDrops = vlan;
+    s->dropped = 0xFFFFFFFFu;
+    return OPEN_E_EMPTY;  // out arguments come back with any result
+  });
+
+  uint32_t next = 0;
+  EXPECT_EQ(openapiIfNextGet(&client_, OPEN_INTF_TYPE_LAG, 7, &next), OPEN_E_NONE);
+  EXPECT_EQ(next, 0x80000007u);
+
+  open_revision_data_t version{9, 0, 0, 0};
+  EXPECT_EQ(rpcclt_openapiApiVersionGet(&client_, &version), OPEN_E_NONE);
+  EXPECT_EQ(version.major, 1);
+  EXPECT_EQ(version.build_num, 4);
+
+  EXPECT_EQ(rpcclt_openapiDaiIntfRateLimitSet(&client_, 1, -1), OPEN_E_NONE);
+  EXPECT_EQ(rpcclt_openapiDaiIntfRateLimitSet(&client_, 1, 5), OPEN_E_PARAM);
+
+  OPEN_DAI_VLAN_STATS_t stats{};
+  EXPECT_EQ(rpcclt_openapiDaiVlanStatsGet(&client_, 12, &stats), OPEN_E_EMPTY);
+  EXPECT_EQ(stats.dhcpDrops, 12u);
+  EXPECT_EQ(stats.dropped, 0xFFFFFFFFu);
+}
+
+TEST_F(RpcTest, NullPointersTravelAsNull) {
+  service_.on<CallId::rpcclt_openapiNetworkPortIPv4AddrGet>([](openapiClientHandle_t *, uint32_t *addr, uint32_t *mask) {
+    EXPECT_NE(addr, nullptr);
+    EXPECT_EQ(mask, nullptr);
+    *addr = 0x0A000001;
+    return OPEN_E_NONE;
+  });
+  uint32_t addr = 0;
+  EXPECT_EQ(rpcclt_openapiNetworkPortIPv4AddrGet(&client_, &addr, nullptr), OPEN_E_NONE);
+  EXPECT_EQ(addr, 0x0A000001u);
+}
+
+TEST_F(RpcTest, BuffersAreBoundedByTheCallersSize) {
+  service_.on<CallId::rpcclt_openapiArpAclNextGet>(
+      [](openapiClientHandle_t *, const open_buffdesc *name, open_buffdesc *next) {
+        // Input text arrives with its size; the output has the caller's size.
+        EXPECT_EQ(name->size, 6u);
+        EXPECT_STREQ(static_cast<const char *>(name->pstart), "first");
+        const char answer[] = "second";
+        if (next->size < sizeof answer) return OPEN_E_BUFFER;
+        std::memcpy(next->pstart, answer, sizeof answer);
+        next->size = sizeof answer;
+        return OPEN_E_NONE;
+      });
+  service_.on<CallId::openapiIfNameGet>([](openapiClientHandle_t *, uint32_t, open_buffdesc *name) {
+    // A careless service that claims to have written more than it may.
+    std::memset(name->pstart, 'x', name->size);
+    name->size = 1000;
+    return OPEN_E_NONE;
+  });
+
+  open_buffdesc in = text("first");
+  char out[16];
+  std::memset(out, 0, sizeof out);
+  open_buffdesc next{sizeof out, out};
+  EXPECT_EQ(rpcclt_openapiArpAclNextGet(&client_, &in, &next), OPEN_E_NONE);
+  EXPECT_STREQ(out, "second");
+  EXPECT_EQ(next.size, 7u);
+
+  char small[4] = {};
+  open_buffdesc short_buf{sizeof small, small};
+  EXPECT_EQ(rpcclt_openapiArpAclNextGet(&client_, &in, &short_buf), OPEN_E_BUFFER);
+
+  // Guard bytes around the caller's buffer stay untouched.
+  char guarded[12];
+  std::memset(guarded, 'G', sizeof guarded);
+  std::memset(guarded + 4, 0, 4);
+  open_buffdesc name{4, guarded + 4};
+  EXPECT_EQ(openapiIfNameGet(&client_, 1, &name), OPEN_E_NONE);
+  EXPECT_EQ(std::string(guarded, 12), "GGGGxxxxGGGG");
+  EXPECT_EQ(name.size, 4u);  // never more than the caller's size
+}
+
+TEST_F(RpcTest, OversizedBufferIsRefusedBeforeSending) {
+  open_buffdesc huge{veltrum::rpc::kMaxBuffer + 1, nullptr};
+  EXPECT_EQ(rpcclt_openapiArpAclCreate(&client_, &huge), OPEN_E_PARAM);
+}
+
+TEST_F(RpcTest, UnknownCallEndsTheConnectionAndTheNextCallReconnects) {
+  // No handler for SaveConfig: the service drops the connection.
+  EXPECT_EQ(rpcclt_openapiSaveConfig(&client_), OPEN_E_RPC);
+  service_.on<CallId::rpcclt_openapiConnectivityCheck>([](openapiClientHandle_t *) { return OPEN_E_NONE; });
+  EXPECT_EQ(rpcclt_openapiConnectivityCheck(&client_), OPEN_E_NONE);
+}
+
+TEST_F(RpcTest, ServiceDownThenBack) {
+  service_.on<CallId::rpcclt_openapiConnectivityCheck>([](openapiClientHandle_t *) { return OPEN_E_NONE; });
+  ASSERT_EQ(rpcclt_openapiConnectivityCheck(&client_), OPEN_E_NONE);
+  server_->go_down(std::chrono::milliseconds(300));
+  EXPECT_EQ(rpcclt_openapiConnectivityCheck(&client_), OPEN_E_RPC);
+  EXPECT_EQ(rpcclt_openapiConnectivityCheck(&client_), OPEN_E_RPC);
+  for (int i = 0; i < 100 && rpcclt_openapiConnectivityCheck(&client_) != OPEN_E_NONE; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_EQ(rpcclt_openapiConnectivityCheck(&client_), OPEN_E_NONE);
+}
+
+TEST_F(RpcTest, HandlesOwnTheirConnections) {
+  service_.on<CallId::rpcclt_openapiConnectivityCheck>([](openapiClientHandle_t *) { return OPEN_E_NONE; });
+  openapiClientHandle_t second{};
+  ASSERT_EQ(openapiClientRegister("second", &second), OPEN_E_NONE);
+  EXPECT_NE(second.channel, client_.channel);
+  EXPECT_EQ(rpcclt_openapiConnectivityCheck(&second), OPEN_E_NONE);
+  openapiClientTearDown(&second);
+  EXPECT_EQ(rpcclt_openapiConnectivityCheck(&client_), OPEN_E_NONE);
+  EXPECT_EQ(rpcclt_openapiConnectivityCheck(&second), OPEN_E_RPC);  // torn down
+}
+
+TEST_F(RpcTest, ConcurrentCallersOnOneHandle) {
+  service_.on<CallId::openapiIfNextGet>([](openapiClientHandle_t *, OPEN_INTF_TYPE_t, uint32_t ifNum, uint32_t *next) {
+    *next = ifNum + 1;
+    return OPEN_E_NONE;
+  });
+  std::vector<std::thread> threads;
+  std::atomic<int> wrong{0};
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&, t] {
+      for (uint32_t i = 0; i < 500; ++i) {
+        uint32_t next = 0;
+        uint32_t mine = static_cast<uint32_t>(t) * 100000 + i;
+        if (openapiIfNextGet(&client_, OPEN_INTF_TYPE_PHY, mine, &next) != OPEN_E_NONE || next != mine + 1) ++wrong;
+      }
+    });
+  for (auto &th : threads) th.join();
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST(RpcRegister, RefusesMissingArguments) {
+  openapiClientHandle_t h{};
+  EXPECT_EQ(openapiClientRegister(nullptr, &h), OPEN_E_PARAM);
+  EXPECT_EQ(openapiClientRegister("", &h), OPEN_E_PARAM);
+  EXPECT_EQ(openapiClientRegister("x", nullptr), OPEN_E_PARAM);
+  EXPECT_EQ(rpcclt_openapiConnectivityCheck(&h), OPEN_E_RPC);  // never registered
+}
+
+}  // namespace
