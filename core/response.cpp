@@ -21,12 +21,13 @@ const rest_err_t *rest_err() { return g_rest_err; }
 
 // A body stored earlier is released here: a request whose body arrives in
 // several chunks is dispatched once per chunk, and each answer replaces the
-// last one.
+// last one. The copy is made first, so the text may be the holder's own body.
 void set_response(ResponseHolder *holder, const char *text, int status) {
   if (!holder) return;
+  char *copy = text ? strdup(text) : nullptr;
   std::free(holder->body);
-  holder->body = text ? strdup(text) : nullptr;
-  holder->length = holder->body ? static_cast<uint32_t>(std::strlen(holder->body)) : 0;
+  holder->body = copy;
+  holder->length = copy ? static_cast<uint32_t>(std::strlen(copy)) : 0;
   holder->status = status;
 }
 

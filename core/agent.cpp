@@ -1,0 +1,164 @@
+#include "core/agent.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/select.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <microhttpd.h>
+
+#include "core/dispatch.h"
+#include "core/platform_client.h"
+#include "support/agent_config.h"
+#include "support/log.h"
+#include "support/mem.h"
+#include "support/worker.h"
+
+namespace {
+
+constexpr const char *kAppStatusTexts[APP_STATUS_COUNT] = {
+    "Operational",
+    "Non-operational",
+    "Firmware Update None",
+    "Firmware Update in Progress",
+    "Firmware Download Started",
+    "Firmware Download Timed-Out",
+    "Firmware Download Failed",
+    "Firmware Download Success",
+    "Firmware Validation and Upgrade Started",
+    "Firmware Validation and Upgrade Failed",
+    "Firmware Validation and Upgrade Success",
+    "Firmware Upgrade OpEN API Failed",
+};
+
+constexpr size_t kAppNameSize = 20;
+constexpr size_t kAppStatusSize = 127;
+
+// Registers one client handle under the application name and waits, with no
+// limit, until the service answers on it.
+void register_client(openapiClientHandle_t *handle) {
+  open_error_t rc = openapiClientRegister(kAppName, handle);
+  if (rc != OPEN_E_NONE) {
+    std::fprintf(stderr, "Failed to initialize RPC to OpEN. Exiting (result = %d)\n", rc);
+    std::exit(2);
+  }
+  while (rpcclt_openapiConnectivityCheck(handle) != OPEN_E_NONE) sleep(1);
+}
+
+[[noreturn]] void init_failed(const char *what) {
+  agent_log(1, "%s", what);
+  std::fprintf(stderr, "%s\n", what);
+  std::exit(1);
+}
+
+// Stops the daemon when the loop ends, whichever way it ends.
+struct DaemonStopper {
+  MHD_Daemon *daemon;
+  ~DaemonStopper() {
+    if (daemon) MHD_stop_daemon(daemon);
+  }
+};
+
+}  // namespace
+
+const char *app_status_text(int index) {
+  if (index < 0 || index >= APP_STATUS_COUNT) return nullptr;
+  return kAppStatusTexts[index];
+}
+
+void set_app_status(int index) {
+  const char *text = app_status_text(index);
+  if (!text) return;
+  char name[kAppNameSize] = {};
+  char status[kAppStatusSize] = {};
+  strncpyt(name, kAppName, sizeof name - 1);
+  strncpyt(status, text, sizeof status - 1);
+  open_buffdesc name_desc{sizeof name, name};
+  open_buffdesc status_desc{sizeof status, status};
+  if (rpcclt_openapiAppCtrlStatusSet(&g_client_handle, &name_desc, &status_desc) != OPEN_E_NONE)
+    agent_log(7, "Failed to set application control status.");
+}
+
+void agent_init() {
+  register_client(&g_client_handle);
+  // The second registration is made and confirmed the same way; no request
+  // path uses it.
+  register_client(&g_client_handle2);
+
+  init_agent_config(&g_agent_config);
+  parse_agent_config(&g_agent_config);
+  dump_agent_config(&g_agent_config);
+
+  set_app_status(APP_STATUS_NON_OPERATIONAL);
+  if (init_worker_manager() != 0) init_failed("Error in init_worker_manager.");
+
+  // The job modules start here, traceroute first, then the ping test, each
+  // failing start-up the same way ("Error in init_traceroute." and
+  // "Error in init_ping_test.", exit 1):
+  //   if (init_traceroute() != 0) init_failed("Error in init_traceroute.");
+  //   if (init_ping_test() != 0) init_failed("Error in init_ping_test.");
+  // Those modules are not part of this build yet.
+
+  // Children of the job and file modules must be reapable.
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGCHLD);
+  sigprocmask(SIG_UNBLOCK, &set, nullptr);
+}
+
+int run_http_server() {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(kDaemonPort);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+
+  DaemonStopper daemon{MHD_start_daemon(MHD_USE_ERROR_LOG, kDaemonPort, nullptr, nullptr, &access_handler,
+                                        nullptr, MHD_OPTION_SOCK_ADDR, &address,
+                                        MHD_OPTION_CONNECTION_TIMEOUT, kConnectionTimeoutSeconds,
+                                        MHD_OPTION_NOTIFY_COMPLETED, &request_completed, nullptr,
+                                        MHD_OPTION_END)};
+  if (!daemon.daemon) {
+    agent_log(1, "Failed to start MHD daemon.");
+    return -1;
+  }
+  agent_log(7, "Veltrum started.");
+
+  for (;;) {
+    fd_set read_set;
+    fd_set write_set;
+    fd_set error_set;
+    FD_ZERO(&read_set);
+    FD_ZERO(&write_set);
+    FD_ZERO(&error_set);
+    MHD_socket highest = 0;
+    if (MHD_get_fdset(daemon.daemon, &read_set, &write_set, &error_set, &highest) != MHD_YES) {
+      sleep(1);
+      agent_log(7, "Failed to call MHD_get_fdset, sleep 1s");
+      continue;
+    }
+
+    MHD_UNSIGNED_LONG_LONG timeout_ms = 0;
+    timeval timeout{};
+    timeval *wait = nullptr;
+    if (MHD_get_timeout(daemon.daemon, &timeout_ms) == MHD_YES) {
+      timeout.tv_sec = static_cast<time_t>(timeout_ms / 1000);
+      timeout.tv_usec = static_cast<suseconds_t>((timeout_ms - timeout.tv_sec * 1000ULL) * 1000);
+      wait = &timeout;
+    }
+
+    if (select(highest + 1, &read_set, &write_set, &error_set, wait) == -1 && errno != EINTR) {
+      agent_log(1, "Failed to call select. errno = %d", errno);
+      return -1;
+    }
+    if (MHD_run_from_select(daemon.daemon, &read_set, &write_set, &error_set) != MHD_YES) {
+      agent_log(1, "Serious errors happened in MHD_run_from_select.");
+      return -1;
+    }
+  }
+}
