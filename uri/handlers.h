@@ -13,3 +13,18 @@ VELTRUM_HANDLER(default_uri_handler);
 
 // Credentials (session/login.cpp)
 VELTRUM_HANDLER(user_password_change_handler);
+
+// Dynamic ARP Inspection (uri/dai.cpp)
+VELTRUM_HANDLER(dai_global_cfg_get);
+VELTRUM_HANDLER(dai_global_cfg_post);
+VELTRUM_HANDLER(dai_vlan_cfg_get);
+VELTRUM_HANDLER(dai_vlan_cfg_post);
+VELTRUM_HANDLER(dai_intf_cfg_get);
+VELTRUM_HANDLER(dai_intf_cfg_post);
+VELTRUM_HANDLER(dai_acl_cfg_get);
+VELTRUM_HANDLER(dai_acl_cfg_post);
+VELTRUM_HANDLER(dai_acl_cfg_delete);
+VELTRUM_HANDLER(dai_aclrule_cfg_get);
+VELTRUM_HANDLER(dai_aclrule_cfg_post);
+VELTRUM_HANDLER(dai_aclrule_cfg_delete);
+VELTRUM_HANDLER(dai_stats_get);
