@@ -10,6 +10,9 @@
   /* The next `count` calls of `callName` answer `result` instead of running. */                 \
   X(simctlFaultSet,                                                                               \
     (openapiClientHandle_t * client, const open_buffdesc *callName, uint32_t count, int32_t result)) \
+  /* The same, after the next `skip` calls of `callName` have run normally. */                  \
+  X(simctlFaultSetAfter, (openapiClientHandle_t * client, const open_buffdesc *callName, uint32_t skip, \
+                          uint32_t count, int32_t result))                                        \
   /* Clears every injected fault. */                                                              \
   X(simctlFaultsClear, (openapiClientHandle_t * client))                                          \
   /* How often `callName` was called since the last reset. */                                     \

@@ -90,8 +90,12 @@ bool Sim::serve(uint32_t id, openapiClientHandle_t *client, rpc::Reader &in, rpc
     journal_.push_back(id);
     if (journal_.size() > kJournalLength) journal_.pop_front();
     if (fault_left_[id] > 0) {
-      --fault_left_[id];
-      return faulted_[id](client, in, out);
+      if (fault_skip_[id] > 0) {
+        --fault_skip_[id];
+      } else {
+        --fault_left_[id];
+        return faulted_[id](client, in, out);
+      }
     }
     if (!calls_[id]) {
       agent_log(4, "veltrum-sim: %s has no implementation", rpc::kCallNames[id]);
@@ -144,16 +148,24 @@ void Sim::install_control() {
       if (n == rpc::kCallNames[i]) return static_cast<int>(i);
     return -1;
   };
+  auto set_fault = [this, id_of](const open_buffdesc *name, uint32_t skip, uint32_t count, int32_t result) {
+    int i = id_of(name);
+    if (i < 0) return OPEN_E_NOT_FOUND;
+    fault_skip_[i] = skip;
+    fault_left_[i] = count;
+    fault_result_[i] = static_cast<open_error_t>(result);
+    return OPEN_E_NONE;
+  };
   implement_control<ControlId::simctlFaultSet>(
-      [this, id_of](openapiClientHandle_t *, const open_buffdesc *name, uint32_t count, int32_t result) {
-        int i = id_of(name);
-        if (i < 0) return OPEN_E_NOT_FOUND;
-        fault_left_[i] = count;
-        fault_result_[i] = static_cast<open_error_t>(result);
-        return OPEN_E_NONE;
+      [set_fault](openapiClientHandle_t *, const open_buffdesc *name, uint32_t count, int32_t result) {
+        return set_fault(name, 0, count, result);
       });
+  implement_control<ControlId::simctlFaultSetAfter>(
+      [set_fault](openapiClientHandle_t *, const open_buffdesc *name, uint32_t skip, uint32_t count,
+                  int32_t result) { return set_fault(name, skip, count, result); });
   implement_control<ControlId::simctlFaultsClear>([this](openapiClientHandle_t *) {
     fault_left_.fill(0);
+    fault_skip_.fill(0);
     return OPEN_E_NONE;
   });
   implement_control<ControlId::simctlCallCountGet>(

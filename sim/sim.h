@@ -105,6 +105,7 @@ class Sim : public rpc::CallSink, public IndexOracle {
   std::array<rpc::CallHandler, rpc::kCallCount> faulted_;
   std::array<rpc::CallHandler, static_cast<size_t>(ControlId::Count)> controls_;
   std::array<uint32_t, rpc::kCallCount> counts_{};
+  std::array<uint32_t, rpc::kCallCount> fault_skip_{};
   std::array<uint32_t, rpc::kCallCount> fault_left_{};
   std::array<open_error_t, rpc::kCallCount> fault_result_{};
   std::deque<uint32_t> journal_;

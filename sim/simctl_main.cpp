@@ -3,7 +3,9 @@
 //   veltrum-simctl [--root DIR] COMMAND [ARGUMENTS]
 //
 //   check                      0 when the service answers
-//   fail CALL COUNT RESULT     the next COUNT calls of CALL answer RESULT
+//   fail CALL COUNT RESULT [SKIP]
+//                              the next COUNT calls of CALL answer RESULT
+//                              (after SKIP calls that run normally)
 //   clear-faults
 //   count CALL                 how often CALL was called since the last reset
 //   journal                    the calls since the last reset, as JSON
@@ -28,7 +30,7 @@ namespace {
 
 void usage() {
   std::fprintf(stderr,
-               "usage: veltrum-simctl [--root DIR] check | fail CALL COUNT RESULT | clear-faults | count CALL |\n"
+               "usage: veltrum-simctl [--root DIR] check | fail CALL COUNT RESULT [SKIP] | clear-faults | count CALL |\n"
                "       journal | reset-counts | down MS | get NAME | set NAME JSON | reload | factory-reset\n");
   std::exit(2);
 }
@@ -63,10 +65,11 @@ int main(int argc, char **argv) {
     return report(rpcclt_openapiConnectivityCheck(&client));
   }
   if (cmd == "fail") {
-    need(3);
+    if (args.size() != 4 && args.size() != 5) usage();
     open_buffdesc name = text(args[1]);
-    return report(simctlFaultSet(&client, &name, static_cast<uint32_t>(std::stoul(args[2])),
-                                 static_cast<int32_t>(std::stol(args[3]))));
+    uint32_t skip = args.size() == 5 ? static_cast<uint32_t>(std::stoul(args[4])) : 0;
+    return report(simctlFaultSetAfter(&client, &name, skip, static_cast<uint32_t>(std::stoul(args[2])),
+                                      static_cast<int32_t>(std::stol(args[3]))));
   }
   if (cmd == "clear-faults") {
     need(0);

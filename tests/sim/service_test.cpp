@@ -175,6 +175,14 @@ TEST(SimControl, FaultsCountsAndJournal) {
   ASSERT_EQ(simctlCallJournalGet(sim.client(), &out), OPEN_E_NONE);
   EXPECT_STREQ(journal, R"(["rpcclt_openapiDaiSourceMacValidateModeSet","rpcclt_openapiDaiDestMacValidateModeSet"])");
 
+  // Faults may wait for some calls to pass first.
+  open_buffdesc trust_set = text("rpcclt_openapiDaiIntfTrustSet");
+  ASSERT_EQ(simctlFaultSetAfter(sim.client(), &trust_set, 2, 1, OPEN_E_FULL), OPEN_E_NONE);
+  EXPECT_EQ(rpcclt_openapiDaiIntfTrustSet(sim.client(), 1, OPEN_TRUE), OPEN_E_NONE);
+  EXPECT_EQ(rpcclt_openapiDaiIntfTrustSet(sim.client(), 1, OPEN_TRUE), OPEN_E_NONE);
+  EXPECT_EQ(rpcclt_openapiDaiIntfTrustSet(sim.client(), 1, OPEN_TRUE), OPEN_E_FULL);
+  EXPECT_EQ(rpcclt_openapiDaiIntfTrustSet(sim.client(), 1, OPEN_TRUE), OPEN_E_NONE);
+
   open_buffdesc unknown = text("noSuchCall");
   EXPECT_EQ(simctlFaultSet(sim.client(), &unknown, 1, -1), OPEN_E_NOT_FOUND);
 }
