@@ -31,6 +31,10 @@ std::string buffer_text(const open_buffdesc *in) {
 
 Sim::Sim(SimOptions options) : options_(std::move(options)), store_(*this) {
   build_interfaces();
+  images_ = {
+      {"image1", "7.8.11.19", "Release 7.8, maintenance 11", true, true},
+      {"image2", "7.8.10.4", "Release 7.8, maintenance 10 (previous)", false, false},
+  };
   install_system(*this);
   install_interfaces(*this);
   install_vlans(*this);

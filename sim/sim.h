@@ -5,7 +5,8 @@
 // of four interface numbers, then `lags` port-channels, then the CPU
 // interface. VLAN ids up to `max_vlan`; VLAN 1 exists and every port is its
 // untagged member. User "admin" with the password "password", reported as a
-// default password until it is changed. State lives in a Store (sim/store.h);
+// default password until it is changed. Two firmware images, the first
+// active. State lives in a Store (sim/store.h);
 // each feature family installs its settings, tables and calls from
 // sim/features/.
 //
@@ -41,6 +42,16 @@ struct Interface {
   std::string name;
 };
 
+// A firmware image in the switch's flash: not configuration, so neither a
+// reload nor a factory reset changes it.
+struct FirmwareImage {
+  std::string label;        // "image1", "image2"
+  std::string version;      // four dotted numbers
+  std::string description;
+  bool active;              // the image the switch runs
+  bool next_active;         // the image the next boot runs
+};
+
 #define SIM_SAVED_CONFIG_PATH "/mnt/fastpath/startup-config.json"
 
 class Sim : public rpc::CallSink, public IndexOracle {
@@ -50,6 +61,7 @@ class Sim : public rpc::CallSink, public IndexOracle {
   const SimOptions &options() const { return options_; }
   Store &store() { return store_; }
   const std::vector<Interface> &interfaces() const { return interfaces_; }
+  std::vector<FirmwareImage> &images() { return images_; }
   const Interface *interface(uint32_t ifNum) const;
   uint32_t first_lag() const;
 
@@ -96,6 +108,7 @@ class Sim : public rpc::CallSink, public IndexOracle {
 
   SimOptions options_;
   std::vector<Interface> interfaces_;
+  std::vector<FirmwareImage> images_;
   Store store_;
   std::vector<std::function<void(Sim &)>> seeds_;
   rpc::Server *server_ = nullptr;
