@@ -1,0 +1,143 @@
+#!/usr/bin/env bash
+# HTTP benchmark of the agent: authenticated GET /api/v1/ping through the
+# real agent (with the simulated switch behind it), side by side with
+# mhd_minimal, a bare libmicrohttpd server in the same external-select mode
+# answering the same bytes. Prints both request rates, their ratio, and the
+# agent's resident memory (VmRSS) before and after 1,000,000 requests.
+#
+#   bench/run_http_bench.sh BUILD_DIR
+#
+# Builds nothing: BUILD_DIR must hold core/veltrum, sim/veltrum-simd,
+# sim/veltrum-simctl and bench/mhd_minimal. Needs wrk and curl. Settings
+# (environment): BENCH_DURATION seconds per rate run (10), BENCH_CONNECTIONS
+# (8), BENCH_THREADS wrk threads (1), BENCH_REQUESTS for the memory check
+# (1000000), BENCH_LOG_LEVEL of the agent (4; 7 logs every request line).
+#
+# The agent's port 8445 is fixed: the script takes the same lock as the
+# integration tests (/tmp/veltrum-agent-port-8445.lock) while it runs.
+set -euo pipefail
+
+build=${1:?usage: run_http_bench.sh BUILD_DIR}
+build=$(cd "$build" && pwd)
+duration=${BENCH_DURATION:-10}
+connections=${BENCH_CONNECTIONS:-8}
+threads=${BENCH_THREADS:-1}
+total_wanted=${BENCH_REQUESTS:-1000000}
+log_level=${BENCH_LOG_LEVEL:-4}
+minimal_port=8446
+
+for f in core/veltrum sim/veltrum-simd sim/veltrum-simctl bench/mhd_minimal; do
+  [ -x "$build/$f" ] || { echo "missing $build/$f (build it first)" >&2; exit 2; }
+done
+command -v wrk >/dev/null || { echo "wrk is not installed" >&2; exit 2; }
+command -v curl >/dev/null || { echo "curl is not installed" >&2; exit 2; }
+
+exec 9>/tmp/veltrum-agent-port-8445.lock
+flock 9
+
+root=$(mktemp -d /tmp/veltrum-bench-XXXXXX)
+pids=()
+cleanup() {
+  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+  for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
+  rm -rf "$root"
+}
+trap cleanup EXIT
+
+wait_for() {  # wait_for DESCRIPTION COMMAND...
+  local what=$1; shift
+  for _ in $(seq 1 500); do
+    if "$@" >/dev/null 2>&1; then return 0; fi
+    sleep 0.02
+  done
+  echo "$what did not come up" >&2
+  exit 1
+}
+
+if curl -s -o /dev/null --max-time 1 http://127.0.0.1:8445/; then
+  echo "something already listens on 127.0.0.1:8445" >&2
+  exit 1
+fi
+
+"$build/sim/veltrum-simd" --root "$root" >"$root/sim.log" 2>&1 &
+pids+=($!)
+wait_for "the simulator" "$build/sim/veltrum-simctl" --root "$root" check
+
+VELTRUM_ROOT=$root VELTRUM_LOG_LEVEL=$log_level "$build/core/veltrum" >"$root/agent.log" 2>&1 &
+agent=$!
+pids+=($agent)
+wait_for "the agent" curl -s -o /dev/null http://127.0.0.1:8445/api/v1/setup
+
+"$build/bench/mhd_minimal" "$minimal_port" >"$root/minimal.log" 2>&1 &
+pids+=($!)
+wait_for "mhd_minimal" curl -s -o /dev/null "http://127.0.0.1:$minimal_port/api/v1/ping"
+
+cookie="bench$$"
+login=$(curl -s -b "lhttpdsid=$cookie" \
+  -d '{"login": {"username": "admin", "password": "password"}}' http://127.0.0.1:8445/api/v1/login)
+token=$(printf '%s' "$login" | sed -n 's/.*"token":"\([0-9A-F]*\)".*/\1/p')
+[ -n "$token" ] || { echo "login failed: $login" >&2; exit 1; }
+headers=(-H "Cookie: lhttpdsid=$cookie" -H "Authorization: Bearer $token")
+
+agent_body=$(curl -s "${headers[@]}" http://127.0.0.1:8445/api/v1/ping)
+minimal_body=$(curl -s "http://127.0.0.1:$minimal_port/api/v1/ping")
+if [ "$agent_body" != '{"ping": ""}' ] || [ "$agent_body" != "$minimal_body" ]; then
+  echo "unexpected answers: agent '$agent_body', minimal '$minimal_body'" >&2
+  exit 1
+fi
+
+# wrk does not count 3xx answers as errors: the session is checked after
+# each agent run instead. It was valid before, and a session that once fails
+# is gone for good, so a 200 afterwards means every request in between was
+# served authenticated.
+session_still_valid() {
+  local status
+  status=$(curl -s -o /dev/null -w '%{http_code}' "${headers[@]}" http://127.0.0.1:8445/api/v1/ping)
+  [ "$status" = 200 ] || { echo "the session stopped working (HTTP $status)" >&2; exit 1; }
+}
+
+rss_kb() { awk '/^VmRSS:/ { print $2 }' "/proc/$agent/status"; }
+
+# run_wrk URL SECONDS [HEADERS...]: prints "requests rate non2xx errors"
+run_wrk() {
+  local url=$1 seconds=$2; shift 2
+  local out
+  out=$(wrk -t "$threads" -c "$connections" -d "${seconds}s" "$@" "$url")
+  local requests rate non2xx errors
+  requests=$(printf '%s\n' "$out" | awk '/requests in/ { print $1 }')
+  rate=$(printf '%s\n' "$out" | awk '/^Requests\/sec:/ { print $2 }')
+  non2xx=$(printf '%s\n' "$out" | awk '/Non-2xx or 3xx responses:/ { print $5 }')
+  errors=$(printf '%s\n' "$out" | awk '/Socket errors:/ { s = 0; for (i = 4; i <= NF; i += 2) s += $i; print s }')
+  echo "$requests $rate ${non2xx:-0} ${errors:-0}"
+}
+
+rss_before=$(rss_kb)
+agent_total=0
+agent_bad=0
+
+echo "wrk: $threads thread(s), $connections connections, ${duration}s per run; agent log level $log_level"
+read -r req_a rate_a bad_a err_a < <(run_wrk http://127.0.0.1:8445/api/v1/ping "$duration" "${headers[@]}")
+agent_total=$((agent_total + req_a)); agent_bad=$((agent_bad + bad_a + err_a))
+session_still_valid
+read -r req_m rate_m bad_m err_m < <(run_wrk "http://127.0.0.1:$minimal_port/api/v1/ping" "$duration")
+
+printf '%-34s %12s req/s  (%s requests, %s non-2xx, %s socket errors)\n' \
+  "agent, authenticated GET ping:" "$rate_a" "$req_a" "$bad_a" "$err_a"
+printf '%-34s %12s req/s  (%s requests, %s non-2xx, %s socket errors)\n' \
+  "mhd_minimal, GET ping:" "$rate_m" "$req_m" "$bad_m" "$err_m"
+awk -v a="$rate_a" -v m="$rate_m" 'BEGIN { printf "%-34s %12.2f (agent / minimal)\n", "ratio:", a / m }'
+
+# Memory: keep going until the agent has served the requests wanted.
+while [ "$agent_total" -lt "$total_wanted" ]; do
+  left=$((total_wanted - agent_total))
+  seconds=$(awk -v left="$left" -v rate="$rate_a" 'BEGIN { s = int(left / rate) + 1; if (s < 1) s = 1; print s }')
+  read -r req rate bad err < <(run_wrk http://127.0.0.1:8445/api/v1/ping "$seconds" "${headers[@]}")
+  agent_total=$((agent_total + req)); agent_bad=$((agent_bad + bad + err))
+  session_still_valid
+done
+rss_after=$(rss_kb)
+
+printf '%-34s %12s kB\n' "agent VmRSS before:" "$rss_before"
+printf '%-34s %12s kB  after %s requests (%s non-2xx or socket errors)\n' \
+  "agent VmRSS after:" "$rss_after" "$agent_total" "$agent_bad"
+kill -0 "$agent" 2>/dev/null || { echo "the agent is gone" >&2; exit 1; }
