@@ -86,7 +86,8 @@ TEST_F(ResponseTest, ErrorRecordCarriesOverUntilReplaced) {
   EXPECT_EQ(answer(nullptr, "vlan", -1),
             R"({"resp":{"status":"failure","respCode":-1,"errCode":414,"errMsgArgs":{"value":9,"params":"id","min":1,"max":4}}})");
   // Success never shows the record.
-  EXPECT_EQ(answer(json_object_new_object(), "vlan", 0),
+  JsonPtr empty(json_object_new_object());
+  EXPECT_EQ(answer(empty.get(), "vlan", 0),
             R"({"resp":{"status":"success","respCode":0,"respMsg":"Operation success"},"vlan":{}})");
 }
 
