@@ -76,7 +76,9 @@ void answer_logout(ResponseHolder *holder) {
   uri_response(holder, envelope.get(), resp.get(), data.get(), "logout", 0);
 }
 
-// Request lines go to the log with their secrets masked.
+// Request lines go to the log with the values of secret members masked
+// (mask_secrets): logs leave the device (syslog, support bundles), and a
+// password or key must never be found in them.
 void log_request_line(const char *method, const char *url, const char *upload_data, size_t size) {
   if (log_threshold() < 7) return;
   if (!upload_data || size == 0) {

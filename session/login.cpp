@@ -143,10 +143,9 @@ void login_handler(MHD_Connection *connection, const char *body, size_t body_siz
     if (accepted) {
       agent_log(7, "do login with user:%s, cookie=%s.", user.get(), cookie);
       {
-        pthread_mutex_lock(&session_mutex);
+        SessionLock lock;
         session = session_get_or_create(user.get(), cookie, g_agent_config.softTimeout,
                                         g_agent_config.hardTimeout, g_agent_config.maxSes);
-        pthread_mutex_unlock(&session_mutex);
       }
       if (!session) {
         code = kErrNoSession;

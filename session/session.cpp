@@ -76,15 +76,10 @@ struct CFree {
   void operator()(char *text) const { std::free(text); }
 };
 
-// Holds session_mutex for one table call.
-struct SessionLock {
-  SessionLock() { pthread_mutex_lock(&session_mutex); }
-  ~SessionLock() { pthread_mutex_unlock(&session_mutex); }
-  SessionLock(const SessionLock &) = delete;
-  SessionLock &operator=(const SessionLock &) = delete;
-};
-
 }  // namespace
+
+SessionLock::SessionLock() { pthread_mutex_lock(&session_mutex); }
+SessionLock::~SessionLock() { pthread_mutex_unlock(&session_mutex); }
 
 Session *session_table_head() { return g_sessions; }
 

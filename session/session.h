@@ -60,6 +60,15 @@ void session_dump();
 // Frees every session.
 void session_table_clear();
 
+// Holds session_mutex for its scope.
+class SessionLock {
+ public:
+  SessionLock();
+  ~SessionLock();
+  SessionLock(const SessionLock &) = delete;
+  SessionLock &operator=(const SessionLock &) = delete;
+};
+
 // The session check: true when the request carries the "lhttpdsid" cookie
 // and either Basic credentials the platform accepts (judged alone, the
 // Bearer header is then not looked at) or "Bearer <token>" of a live session

@@ -397,12 +397,12 @@ bool AgentHarness::port_answers() const {
   return ok;
 }
 
-void AgentHarness::start_agent(bool wait_ready) {
+void AgentHarness::start_agent(bool wait_ready, bool require_free_port) {
   if (agent_running()) return;
   // The lock keeps other harnesses away; an agent that still listens was
   // left by something else and would answer in ours' place.
   auto deadline = std::chrono::steady_clock::now() + kStartDeadline;
-  while (port_answers()) {
+  while (require_free_port && port_answers()) {
     if (std::chrono::steady_clock::now() > deadline)
       throw std::runtime_error("something else listens on 127.0.0.1:8445");
     sleep_ms(50);

@@ -162,8 +162,9 @@ class AgentHarness {
   bool sim_running();
 
   // Agent process. start_agent(true) waits until 127.0.0.1:8445 accepts
-  // connections (and fails the test if the agent exits first).
-  void start_agent(bool wait_ready = true);
+  // connections (and fails the test if the agent exits first). Unless told
+  // otherwise it first makes sure nothing else listens there.
+  void start_agent(bool wait_ready = true, bool require_free_port = true);
   bool wait_agent_ready();
   void stop_agent(int signal_number = SIGTERM);  // and waits for it
   bool agent_running();

@@ -4,9 +4,12 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <string>
 #include <thread>
 
@@ -132,6 +135,39 @@ TEST(AgentStartTest, UsesItsConfiguration) {
   h.advance_clock(61 + 1);     // past a one-minute soft limit
   EXPECT_EQ(h.get(kPing, s.auth()).status, 307);
   EXPECT_TRUE(h.login().ok);
+}
+
+TEST(AgentStartTest, ADaemonThatCannotStartEndsTheAgentNonOperational) {
+  AgentHarness::Options options;
+  options.start_agent = false;
+  AgentHarness h(options);
+  // Something else listens on 127.0.0.1:8445.
+  int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  ASSERT_GE(fd, 0);
+  int on = 1;
+  ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_port = htons(8445);
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr *>(&a), sizeof a), 0) << std::strerror(errno);
+  ASSERT_EQ(::listen(fd, 1), 0);
+  h.start_agent(false, false);
+  while (h.agent_running()) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  ::close(fd);
+  std::optional<int> status = h.agent_exit_status();
+  ASSERT_TRUE(status.has_value());
+  EXPECT_TRUE(WIFEXITED(*status));
+  EXPECT_EQ(WEXITSTATUS(*status), 255);  // -1
+  std::string log = h.agent_log();
+  EXPECT_NE(log.find("Failed to start MHD daemon."), std::string::npos) << log;
+  EXPECT_NE(log.find("Failed to start Veltrum"), std::string::npos) << log;
+  std::vector<std::string> journal = h.sim().journal();
+  ASSERT_FALSE(journal.empty());
+  EXPECT_EQ(journal.back(), "rpcclt_openapiAppCtrlStatusSet");
+  std::string apps = h.sim().get("app_ctrl");
+  EXPECT_NE(apps.find("Non-operational"), std::string::npos) << apps;
+  h.stop_agent();  // its end was expected
 }
 
 TEST(AgentStartTest, HangStopsTheWholeAgent) {
