@@ -128,6 +128,17 @@ TEST_F(DispatchTest, SetupRedirectsToTheFrontEndLogin) {
   ASSERT_EQ(harness().sim().set("vlan_routing", R"({"key": [1], "record": {"ifNum": 100, "addr": "172.16.5.1", "pfxLen": 24}})"),
             OPEN_E_NONE);
   expect_plain(harness().get("/api/v1/setup"), 307, "http://172.16.5.1:80/login");
+  // A routing interface whose address the platform cannot give (-30): the
+  // service port's address after all.
+  ASSERT_EQ(harness().sim().set("vlan_routing", R"({"key": [1], "record": {"ifNum": 100, "pfxLen": 24}})"),
+            OPEN_E_NONE);
+  expect_plain(harness().get("/api/v1/setup"), 307, "http://10.20.30.40:80/login");
+  // Any other failure of that query still takes the (empty) routed address.
+  ASSERT_EQ(harness().sim().set("vlan_routing", R"({"key": [1], "record": {"ifNum": 100, "addr": "172.16.5.1", "pfxLen": 24}})"),
+            OPEN_E_NONE);
+  harness().sim().fail("rpcclt_openapiRtrIntfIpAddrGet", 1, -28);
+  expect_plain(harness().get("/api/v1/setup"), 307, "http://0.0.0.0:80/login");
+  expect_plain(harness().get("/api/v1/setup"), 307, "http://172.16.5.1:80/login");
 
   // Without a management address the target is empty, still a 307 to "/".
   harness().sim().factory_reset();

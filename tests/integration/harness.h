@@ -25,6 +25,12 @@
 // it; scripts can take the same lock with flock(1)). ctest runs each
 // integration executable as one test under RESOURCE_LOCK agent_port.
 //
+// A new integration test executable is declared in
+// tests/integration/CMakeLists.txt with
+//   veltrum_integration_test(NAME SOURCES a_test.cpp ...)
+// which links this harness and registers the executable as one ctest test
+// (RESOURCE_LOCK agent_port, RUN_SERIAL).
+//
 // The device root is process-wide (support/device.h): the harness points it
 // at its own root, so create one harness at a time in a test process. For a
 // suite, share one harness (see AgentSuite below) and call reset() between
