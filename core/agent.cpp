@@ -152,7 +152,9 @@ int run_http_server() {
       wait = &timeout;
     }
 
-    if (select(highest + 1, &read_set, &write_set, &error_set, wait) == -1 && errno != EINTR) {
+    if (select(highest + 1, &read_set, &write_set, &error_set, wait) == -1) {
+      // An interrupted wait says nothing about the descriptors: ask again.
+      if (errno == EINTR) continue;
       agent_log(1, "Failed to call select. errno = %d", errno);
       return -1;
     }

@@ -122,6 +122,15 @@ TEST(AgentStartTest, SurvivesAPlatformRestart) {
   EXPECT_EQ(h.get(kPing, s.auth()).status, 200);
 }
 
+TEST(AgentStartTest, HarmlessSignalsDoNotEndTheLoop) {
+  AgentHarness h;
+  Login s = h.login();
+  ASSERT_TRUE(s.ok);
+  for (int sig : {SIGSTOP, SIGCONT, SIGCHLD, SIGWINCH, SIGURG}) ::kill(h.agent_pid(), sig);
+  EXPECT_EQ(h.get(kPing, s.auth()).status, 200);
+  EXPECT_TRUE(h.agent_running());
+}
+
 TEST(AgentStartTest, UsesItsConfiguration) {
   AgentHarness::Options options;
   options.agent_config = R"({"httpEnable": 0, "httpsPort": 8443, "maxSes": 1, "softTimeout": 1, "hardTimeout": 2})";
