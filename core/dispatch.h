@@ -53,9 +53,3 @@ void dispatch_request(MHD_Connection *connection, const char *method, const char
 void call_entry_handler(MHD_Connection *connection, int slot, const UriEntry *row, ResponseHolder *holder,
                         json_object *json);
 
-// The request body as it may appear in the log: the values of members that
-// carry secrets ("password", "current", "new", "confirm", "secret", "key",
-// "authKey", "encryKey", compared without regard to case) are replaced by
-// ****, wherever they appear in the document. Works on partial or malformed
-// text; an unterminated secret value is masked to the end.
-std::string mask_secrets(std::string_view body);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 
+#include "core/log_mask.h"
 #include "core/platform_client.h"
 #include "support/device.h"
 #include "support/log.h"
@@ -99,7 +100,10 @@ void uri_response(ResponseHolder *holder, json_object *envelope, json_object *re
     save_running_config();
   }
   const char *text = json_object_to_json_string_ext(envelope, JSON_C_TO_STRING_NOSLASHESCAPE);
-  if (!std::strstr(text, "login")) agent_log(7, "%s", text);
+  // Answers that carry tokens (the login resources) are never logged, and
+  // secrets in any other answer (a refused password in the error details,
+  // say) are masked like those of request lines.
+  if (!std::strstr(text, "login") && log_threshold() >= 7) agent_log(7, "%s", mask_secrets(text).c_str());
   set_response(holder, text, 200);
 }
 

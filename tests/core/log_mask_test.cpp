@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/dispatch.h"
+#include "core/log_mask.h"
 
 namespace {
 

@@ -43,6 +43,12 @@ class DaiTest : public AgentSuite {
     return out;
   }
   unsigned saves() { return harness().sim().count("rpcclt_openapiSaveConfig"); }
+  // Length of the array under `key` of an answer; 0 when there is none.
+  static size_t list_length(const HttpResponse &r, const char *key) {
+    JsonPtr doc = r.json();
+    json_object *list = json_at(doc.get(), {key});
+    return json_object_is_type(list, json_type_array) ? json_object_array_length(list) : 0;
+  }
 
   Credentials auth_;
 };
@@ -127,8 +133,9 @@ TEST_F(DaiTest, InterfaceArrayCountsFailuresAndSkipsIncompleteElements) {
   EXPECT_EQ(saves(), 1u);
 
   r = get("dai_intf_cfg");
-  json_object *list = json_at(r.json().get(), {"dai_intf_cfg"});
-  ASSERT_NE(list, nullptr);
+  JsonPtr doc = r.json();
+  json_object *list = json_at(doc.get(), {"dai_intf_cfg"});
+  ASSERT_TRUE(json_object_is_type(list, json_type_array));
   ASSERT_EQ(json_object_array_length(list), 36u);  // 28 ports, then 8 LAGs
   auto element = [&](size_t i) { return json_object_to_json_string_ext(json_object_array_get_idx(list, i), 0); };
   EXPECT_STREQ(element(2), R"({"port":3,"trust":1,"rate":7,"burst":7})");  // the third element applied
@@ -155,8 +162,9 @@ TEST_F(DaiTest, PlatformFailureMidArrayKeepsEarlierElementsApplied) {
   EXPECT_EQ(json_int_at(r.json().get(), {"resp", "errCode"}), 116);
   EXPECT_EQ(saves(), 0u);
   r = get("dai_intf_cfg");
-  json_object *list = json_at(r.json().get(), {"dai_intf_cfg"});
-  ASSERT_NE(list, nullptr);
+  JsonPtr doc = r.json();
+  json_object *list = json_at(doc.get(), {"dai_intf_cfg"});
+  ASSERT_TRUE(json_object_is_type(list, json_type_array));
   auto element = [&](size_t i) { return std::string(json_object_to_json_string_ext(json_object_array_get_idx(list, i), 0)); };
   EXPECT_EQ(element(5), R"({"port":6,"trust":1,"rate":40,"burst":2})");
   EXPECT_EQ(element(6), R"({"port":7,"trust":1,"rate":15,"burst":1})");  // trust set, then the failure ended it
@@ -168,13 +176,13 @@ TEST_F(DaiTest, InterfaceReadFailureEndsTheWalkWithThePartialList) {
   harness().sim().fail_after("rpcclt_openapiDaiIntfBurstIntervalGet", 2, 1, -31);
   HttpResponse r = get("dai_intf_cfg");
   EXPECT_EQ(json_int_at(r.json().get(), {"resp", "respCode"}), -1);
-  EXPECT_EQ(json_object_array_length(json_at(r.json().get(), {"dai_intf_cfg"})), 2u);
+  EXPECT_EQ(list_length(r, "dai_intf_cfg"), 2u);
 
   // The LAG walk cannot start: the GET fails after listing the ports.
   harness().sim().fail_after("openapiIfFirstGet", 1, 1, -26);
   r = get("dai_intf_cfg");
   EXPECT_EQ(json_int_at(r.json().get(), {"resp", "respCode"}), -1);
-  EXPECT_EQ(json_object_array_length(json_at(r.json().get(), {"dai_intf_cfg"})), 28u);
+  EXPECT_EQ(list_length(r, "dai_intf_cfg"), 28u);
 }
 
 // ---------------------------------------------------------------- dai_vlan_cfg
@@ -209,13 +217,19 @@ TEST_F(DaiTest, VlanSettingsAreAppliedInOrderAndListedPerVlan) {
                     R"({"vlan":1,"state":0,"invalidPkts":1,"acl":"","staticFlag":0},)"
                     R"({"vlan":20,"state":1,"invalidPkts":0,"acl":"guests","staticFlag":1}]})");
 
-  // A name longer than 32 characters is cut to 32.
+  // The switch keeps ARP ACL names of up to 31 characters: the agent hands
+  // it at most 32, and the switch refuses what is longer.
+  r = post("dai_vlan_cfg", R"({"dai_vlan_cfg":[{"vlan":20,"state":1,"invalidPkts":0,)"
+                           R"("acl":"abcdefghijklmnopqrstuvwxyz01234","staticFlag":1}]})");
+  EXPECT_EQ(r.body, kSuccess);
   r = post("dai_vlan_cfg", R"({"dai_vlan_cfg":[{"vlan":20,"state":1,"invalidPkts":0,)"
                            R"("acl":"abcdefghijklmnopqrstuvwxyz0123456789","staticFlag":1}]})");
-  EXPECT_EQ(r.body, kSuccess);
+  EXPECT_EQ(json_int_at(r.json().get(), {"resp", "errCode"}), 113);
   r = get("dai_vlan_cfg");
-  EXPECT_EQ(json_string_at(json_object_array_get_idx(json_at(r.json().get(), {"dai_vlan_cfg"}), 1), {"acl"}),
-            "abcdefghijklmnopqrstuvwxyz012345");
+  JsonPtr doc = r.json();
+  json_object *list = json_at(doc.get(), {"dai_vlan_cfg"});
+  ASSERT_EQ(list_length(r, "dai_vlan_cfg"), 2u);
+  EXPECT_EQ(json_string_at(json_object_array_get_idx(list, 1), {"acl"}), "abcdefghijklmnopqrstuvwxyz01234");
 }
 
 // ---------------------------------------------------------------- dai_acl_cfg, dai_aclrule_cfg
@@ -241,7 +255,10 @@ TEST_F(DaiTest, ArpAclsAndTheirRules) {
                     R"({"idx":1,"ip":"10.0.0.1","mac":"00:11:22:33:44:55","action":1},)"
                     R"({"idx":2,"ip":"0.0.0.0","mac":"00:11:22:33:44:66","action":2}]}]}})");
   r = get("dai_aclrule_cfg");
-  EXPECT_EQ(json_object_array_length(json_at(r.json().get(), {"dai_aclrule_cfg", "acls"})), 2u);
+  JsonPtr doc = r.json();
+  json_object *acls = json_at(doc.get(), {"dai_aclrule_cfg", "acls"});
+  ASSERT_TRUE(json_object_is_type(acls, json_type_array));
+  EXPECT_EQ(json_object_array_length(acls), 2u);
 
   r = del("dai_aclrule_cfg", R"({"dai_aclrule_cfg":{"acls":[{"name":"web","aclrules":[{"idx":1}]}]}})");
   EXPECT_EQ(r.body, kSuccess);
@@ -254,6 +271,7 @@ TEST_F(DaiTest, ArpAclsAndTheirRules) {
 
 TEST_F(DaiTest, ArpRuleChecks) {
   post("dai_acl_cfg", R"({"dai_acl_cfg":[{"name":"web"}]})");
+  harness().sim().reset_counts();
   auto rule = [&](const std::string &r) {
     return post("dai_aclrule_cfg", R"({"dai_aclrule_cfg":{"acls":[{"name":"web","aclrules":[)" + r + "]}]}}");
   };

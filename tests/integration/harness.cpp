@@ -226,6 +226,12 @@ void SimControl::fail(const std::string &call, uint32_t count, int32_t result) {
     throw std::runtime_error("cannot inject a fault into " + call);
 }
 
+void SimControl::fail_after(const std::string &call, uint32_t skip, uint32_t count, int32_t result) {
+  open_buffdesc name = text_desc(call);
+  if (simctlFaultSetAfter(&client_, &name, skip, count, result) != OPEN_E_NONE)
+    throw std::runtime_error("cannot inject a fault into " + call);
+}
+
 void SimControl::clear_faults() { simctlFaultsClear(&client_); }
 
 uint32_t SimControl::count(const std::string &call) {

@@ -127,6 +127,9 @@ class SimControl {
 
   bool answers();  // the service answers a control call
   void fail(const std::string &call, uint32_t count, int32_t result);
+  // The same, once `skip` calls of it have run normally (a fault in the
+  // middle of an array, say).
+  void fail_after(const std::string &call, uint32_t skip, uint32_t count, int32_t result);
   void clear_faults();
   uint32_t count(const std::string &call);
   std::vector<std::string> journal();  // calls since the last reset, oldest first

@@ -161,9 +161,9 @@ TEST(SimControl, FaultsCountsAndJournal) {
 
   // A faulted Get leaves the caller's outputs alone.
   sim.fail("rpcclt_openapiDaiIntfTrustGet", 1, OPEN_E_FAIL);
-  OPEN_BOOL_t trust = static_cast<OPEN_BOOL_t>(7);
+  OPEN_BOOL_t trust = OPEN_FALSE;  // the switch holds OPEN_TRUE by now
   EXPECT_EQ(rpcclt_openapiDaiIntfTrustGet(sim.client(), 1, &trust), OPEN_E_FAIL);
-  EXPECT_EQ(trust, 7);
+  EXPECT_EQ(trust, OPEN_FALSE);
   EXPECT_EQ(rpcclt_openapiDaiIntfTrustGet(sim.client(), 1, &trust), OPEN_E_NONE);
   EXPECT_EQ(trust, OPEN_TRUE);
 
