@@ -85,10 +85,16 @@ const Resource kIntf{"dai_intf_cfg", Shape::Interface, kIntfFields, std::size(kI
 
 // A text of at most 32 characters in a zeroed 33-byte buffer, handed to
 // the platform with its length plus one.
+// The descriptor points into the object itself, so it is neither copied
+// nor moved.
 struct AclName {
   char text[kAclNameMax + 1] = {};
   open_buffdesc desc{1, text};
-  explicit AclName(const char *name = "") {
+  explicit AclName(const char *name = "") { assign(name); }
+  AclName(const AclName &) = delete;
+  AclName &operator=(const AclName &) = delete;
+  void assign(const char *name) {
+    std::memset(text, 0, sizeof text);
     strncpyt(text, name, kAclNameMax);
     desc.size = static_cast<uint32_t>(std::strlen(text) + 1);
   }
@@ -106,7 +112,7 @@ int for_each_arp_acl(F visit) {
     int rc = rpcclt_openapiArpAclNextGet(&g_client_handle, &current.desc, &out);
     if (rc == OPEN_E_NOT_FOUND) return OPEN_E_NONE;
     if (rc != OPEN_E_NONE) return rc;
-    current = AclName(next);
+    current.assign(next);
     if (!visit(current.text)) return OPEN_E_NONE;
   }
 }
