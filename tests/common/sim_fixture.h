@@ -3,7 +3,8 @@
 //
 //   InProcessSim sim;                 // up and answering
 //   rpcclt_openapiDot1VlanMaxGet(sim.client(), &max);
-//   sim.fail("openapiVlanCreatedCheck", 1, OPEN_E_INTERNAL);
+//   sim.fail("openapiVlanCreatedCheck", 1, OPEN_E_INTERNAL);   // control calls
+//   sim.set("vlans", R"({"key":[5],"record":{"name":"v5","type":2}})");
 //
 // Tests whose behaviour crosses processes (the agent over HTTP) use the
 // process harness of tests/integration instead.
@@ -15,24 +16,12 @@
 #include "platform/openapi.h"
 #include "platform/rpc_server.h"
 #include "sim/sim.h"
+#include "tests/common/sim_control.h"
+#include "tests/common/temp_dir.h"
 
 namespace veltrum::test {
 
-// A fresh empty directory under /tmp, removed with its contents on
-// destruction.
-class TempDir {
- public:
-  TempDir();
-  ~TempDir();
-  TempDir(const TempDir &) = delete;
-  TempDir &operator=(const TempDir &) = delete;
-  const std::string &path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
-class InProcessSim {
+class InProcessSim : public SimControl {
  public:
   explicit InProcessSim(sim::SimOptions options = {});
   ~InProcessSim();
@@ -41,13 +30,6 @@ class InProcessSim {
   sim::Sim &model() { return *sim_; }
   rpc::Server &server() { return *server_; }
   const std::string &root() const { return root_.path(); }
-
-  // Control calls through the channel, as a test would make them.
-  void fail(const std::string &call, uint32_t count, open_error_t result);
-  uint32_t count(const std::string &call);
-  void reset_counts();
-  std::string state(const std::string &name);
-  open_error_t poke(const std::string &name, const std::string &json);
 
  private:
   TempDir root_;

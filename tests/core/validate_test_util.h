@@ -30,7 +30,7 @@ class SimulatedSwitchTest : public ::testing::Test {
   void add_vlan(uint32_t id) {
     std::string row = "{\"key\":[" + std::to_string(id) + "],\"record\":{\"name\":\"v" + std::to_string(id) +
                       "\",\"type\":2}}";
-    ASSERT_EQ(sim_.poke("vlans", row), OPEN_E_NONE);
+    ASSERT_EQ(sim_.set("vlans", row), OPEN_E_NONE);
   }
 
   veltrum::test::InProcessSim sim_;

@@ -54,6 +54,7 @@
 #include <json-c/json.h>
 
 #include "platform/openapi.h"
+#include "tests/common/sim_control.h"
 #include "support/json_ptr.h"
 
 namespace veltrum::test {
@@ -114,35 +115,6 @@ std::string json_string_at(json_object *root, std::initializer_list<const char *
 int64_t json_int_at(json_object *root, std::initializer_list<const char *> path, int64_t fallback = -999999);
 
 // ---------------------------------------------------------------- simulator control
-
-// The simulator's control calls (sim/control_calls.h), through a client of
-// the harness's own. Control calls are neither counted nor faulted. Call
-// names are the platform's (e.g. "rpcclt_openapiSaveConfig").
-class SimControl {
- public:
-  SimControl();
-  ~SimControl();
-  SimControl(const SimControl &) = delete;
-  SimControl &operator=(const SimControl &) = delete;
-
-  bool answers();  // the service answers a control call
-  void fail(const std::string &call, uint32_t count, int32_t result);
-  // The same, once `skip` calls of it have run normally (a fault in the
-  // middle of an array, say).
-  void fail_after(const std::string &call, uint32_t skip, uint32_t count, int32_t result);
-  void clear_faults();
-  uint32_t count(const std::string &call);
-  std::vector<std::string> journal();  // calls since the last reset, oldest first
-  void reset_counts();
-  std::string get(const std::string &name);            // setting or table as JSON ("" when unknown)
-  open_error_t set(const std::string &name, const std::string &json);
-  void reload();
-  void factory_reset();
-  void go_down(uint32_t milliseconds);
-
- private:
-  openapiClientHandle_t client_{};
-};
 
 // ---------------------------------------------------------------- processes
 

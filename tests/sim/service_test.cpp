@@ -130,7 +130,7 @@ TEST(SimModel, InterfacesLeaveAGapBeforeTheLags) {
   EXPECT_EQ(openapiVlanNextGet(sim.client(), 0, &next), OPEN_E_NONE);
   EXPECT_EQ(next, 1u);
   EXPECT_EQ(openapiVlanNextGet(sim.client(), 1, &next), OPEN_E_NOT_FOUND);
-  EXPECT_NE(sim.state("vlan_members").find("[1,40]"), std::string::npos);
+  EXPECT_NE(sim.get("vlan_members").find("[1,40]"), std::string::npos);
 }
 
 TEST(SimModel, ModelSizesAreConfigurable) {
@@ -200,13 +200,13 @@ TEST(SimControl, ReloadAndFactoryReset) {
   rpcclt_openapiDaiIntfRateLimitSet(sim.client(), 2, 50);
   rpcclt_openapiSaveConfig(sim.client());
   rpcclt_openapiDaiIntfRateLimitSet(sim.client(), 2, 60);
-  ASSERT_EQ(sim.poke("user_status", R"({"key":["admin"],"record":{"failures":5,"locked":1}})"), OPEN_E_NONE);
+  ASSERT_EQ(sim.set("user_status", R"({"key":["admin"],"record":{"failures":5,"locked":1}})"), OPEN_E_NONE);
 
   ASSERT_EQ(simctlReload(sim.client()), OPEN_E_NONE);
   int32_t rate = 0;
   rpcclt_openapiDaiIntfRateLimitGet(sim.client(), 2, &rate);
   EXPECT_EQ(rate, 50);
-  EXPECT_EQ(sim.state("user_status"), "[]");  // dynamic state cleared
+  EXPECT_EQ(sim.get("user_status"), "[]");  // dynamic state cleared
 
   ASSERT_EQ(simctlFactoryReset(sim.client()), OPEN_E_NONE);
   rpcclt_openapiDaiIntfRateLimitGet(sim.client(), 2, &rate);

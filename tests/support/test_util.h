@@ -11,28 +11,9 @@
 #include <thread>
 
 #include "support/device.h"
+#include "tests/common/temp_dir.h"
 
-// A private directory removed with everything in it at the end of the test.
-class TempDir {
- public:
-  TempDir() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "veltrum-support-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) std::abort();
-    path_ = pattern;
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TempDir(const TempDir &) = delete;
-  TempDir &operator=(const TempDir &) = delete;
-
-  const std::string &path() const { return path_; }
-
- private:
-  std::string path_;
-};
+using veltrum::test::TempDir;
 
 // Points the device root at a directory for one test, then restores it.
 class ScopedDeviceRoot {
