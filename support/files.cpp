@@ -11,14 +11,6 @@
 
 namespace {
 
-int open_retry(const char *path, int flags, mode_t mode = 0) {
-  int fd;
-  do {
-    fd = ::open(path, flags, mode);
-  } while (fd < 0 && errno == EINTR);
-  return fd;
-}
-
 // Reads up to `size` bytes; 0 at end of file, -1 on error.
 ssize_t read_retry(int fd, char *buffer, size_t size) {
   ssize_t n;
@@ -54,6 +46,14 @@ std::string parent_of(const std::string &path) {
 }
 
 }  // namespace
+
+int open_retry(const char *path, int flags, mode_t mode) {
+  int fd;
+  do {
+    fd = ::open(path, flags, mode);
+  } while (fd < 0 && errno == EINTR);
+  return fd;
+}
 
 int exists(const char *path) {
   if (path == nullptr || *path == '\0') return 0;

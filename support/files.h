@@ -2,8 +2,13 @@
 // resolve device paths with device_path() first.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 #include <string_view>
+
+// open(2), tried again when a signal interrupts it.
+int open_retry(const char *path, int flags, mode_t mode = 0);
 
 // 1 when the path exists, 0 otherwise.
 int exists(const char *path);

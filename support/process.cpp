@@ -1,5 +1,7 @@
 #include "support/process.h"
 
+#include "support/files.h"
+
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -35,14 +37,6 @@ class OutputSink {
   virtual void data(const char *bytes, size_t size) = 0;
   virtual void finished() {}
 };
-
-int open_retry(const char *path, int flags, mode_t mode = 0) {
-  int fd;
-  do {
-    fd = ::open(path, flags, mode);
-  } while (fd < 0 && errno == EINTR);
-  return fd;
-}
 
 // A descriptor that is about to be dup2'ed into 0..2 must not itself sit in
 // 0..2, or setting up one stream could clobber the source of another (this

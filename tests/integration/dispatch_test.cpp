@@ -26,12 +26,7 @@ class DispatchTest : public AgentSuite {
 
   HttpResponse send(const std::string &method, const std::string &path, std::optional<std::string> body,
                     const Credentials &credentials) {
-    HttpRequest r;
-    r.method = method;
-    r.path = path;
-    r.body = std::move(body);
-    r.credentials = credentials;
-    return harness().request(r);
+    return harness().send(method, path, std::move(body), credentials);
   }
 
   Login session_;

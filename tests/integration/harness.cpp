@@ -385,32 +385,28 @@ void AgentHarness::check_agent_died_unexpectedly() {
                   << tail(agent_log(), 4000);
 }
 
-HttpResponse AgentHarness::get(const std::string &path, const Credentials &credentials) const {
+HttpResponse AgentHarness::send(const std::string &method, const std::string &path, std::optional<std::string> body,
+                                const Credentials &credentials) const {
   HttpRequest r;
-  r.method = "GET";
+  r.method = method;
   r.path = path;
+  r.body = std::move(body);
   r.credentials = credentials;
   return http_request(r);
+}
+
+HttpResponse AgentHarness::get(const std::string &path, const Credentials &credentials) const {
+  return send("GET", path, std::nullopt, credentials);
 }
 
 HttpResponse AgentHarness::post(const std::string &path, std::optional<std::string> body,
                                 const Credentials &credentials) const {
-  HttpRequest r;
-  r.method = "POST";
-  r.path = path;
-  r.body = std::move(body);
-  r.credentials = credentials;
-  return http_request(r);
+  return send("POST", path, std::move(body), credentials);
 }
 
 HttpResponse AgentHarness::del(const std::string &path, std::optional<std::string> body,
                                const Credentials &credentials) const {
-  HttpRequest r;
-  r.method = "DELETE";
-  r.path = path;
-  r.body = std::move(body);
-  r.credentials = credentials;
-  return http_request(r);
+  return send("DELETE", path, std::move(body), credentials);
 }
 
 std::string AgentHarness::new_cookie() {

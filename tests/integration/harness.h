@@ -159,6 +159,8 @@ class AgentHarness {
 
   // HTTP to the agent.
   HttpResponse request(const HttpRequest &request) const { return http_request(request); }
+  HttpResponse send(const std::string &method, const std::string &path, std::optional<std::string> body,
+                    const Credentials &credentials) const;
   HttpResponse get(const std::string &path, const Credentials &credentials = {}) const;
   HttpResponse post(const std::string &path, std::optional<std::string> body,
                     const Credentials &credentials = {}) const;
