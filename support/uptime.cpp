@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <mutex>
 #include <string>
 
 #include "support/device.h"
@@ -36,6 +37,22 @@ long read_offset(const std::string &root) {
   return end != text ? offset : 0;
 }
 
+// Whether the offset file is consulted under the current root: decided once
+// per root, by whether the file exists at the first reading. A development
+// run without the file (a benchmark, say) then pays no file access per
+// reading.
+bool offset_enabled(const std::string &root) {
+  static std::mutex mu;
+  static std::string checked_root;
+  static bool enabled = false;
+  std::lock_guard<std::mutex> lock(mu);
+  if (root != checked_root) {
+    checked_root = root;
+    enabled = ::access((root + "/run/uptime-offset").c_str(), F_OK) == 0;
+  }
+  return enabled;
+}
+
 }  // namespace
 
 long get_uptime() {
@@ -47,6 +64,6 @@ long get_uptime() {
   }
   long uptime = info.uptime;
   const std::string &root = device_root();
-  if (!root.empty()) uptime += read_offset(root);
+  if (!root.empty() && offset_enabled(root)) uptime += read_offset(root);
   return uptime;
 }

@@ -1,9 +1,10 @@
 // System uptime in whole seconds, the time base of sessions and jobs.
 //
 // Read with sysinfo(). Under a development device root (not "/") the file
-// "<root>/run/uptime-offset", when present, holds a number of seconds added
-// to the reading: tests move the agent's clock forward without sleeping. On
-// a switch the file is never consulted.
+// "<root>/run/uptime-offset" holds a number of seconds added to the
+// reading: tests move the agent's clock forward without sleeping. The file
+// is consulted only when it exists at the first reading under that root
+// (tests create it before the agent starts); on a switch it never is.
 #pragma once
 
 long get_uptime();

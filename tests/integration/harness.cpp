@@ -212,6 +212,7 @@ AgentHarness::AgentHarness(Options options) : options_(std::move(options)) {
   // The simulator lays out the rest; the agent needs its configuration
   // directory and the clock file's directory even before it starts.
   std::filesystem::create_directories(root_ + "/run");
+  set_clock_offset(0);  // the agent reads its clock file only when it is there from the start
   std::filesystem::create_directories(root_ + "/mnt/fastpath/veltrum");
   set_device_root(root_);
   control_ = std::make_unique<SimControl>();

@@ -22,6 +22,7 @@ class SessionTableTest : public ::testing::Test {
   void SetUp() override {
     set_device_root(root_.path());
     std::filesystem::create_directories(root_.path() + "/run");
+    advance(0);  // the clock file is read only when it is there from the first reading
     session_table_clear();
   }
   void TearDown() override { session_table_clear(); }
