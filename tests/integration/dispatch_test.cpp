@@ -110,6 +110,20 @@ TEST_F(DispatchTest, EmptyMethodSlotsAnswer404) {
   expect_holder(harness().get("/api/v1/logout", session_.auth()), 404, kUnhandled);
 }
 
+TEST_F(DispatchTest, MethodsOutsideTheCatalogueAnswer404) {
+  const auto &auth = session_.auth();
+  const std::string body = "{}";
+  expect_holder(harness().get("/api/v1/aclrule_cfg", auth), 404, kUnhandled);
+  expect_holder(harness().post("/api/v1/aclrule_cfg", body, auth), 404, kUnhandled);
+  expect_holder(harness().get("/api/v1/arp_entry_delete", auth), 404, kUnhandled);
+  expect_holder(harness().post("/api/v1/arp_entry_delete", body, auth), 404, kUnhandled);
+  expect_holder(harness().get("/api/v1/cable_test_status", auth), 404, kUnhandled);
+  expect_holder(harness().del("/api/v1/cable_test_status", body, auth), 404, kUnhandled);
+  expect_holder(harness().get("/api/v1/ssh_key", auth), 404, kUnhandled);
+  expect_holder(harness().post("/api/v1/acl_intf_binding", body, auth), 404, kUnhandled);
+  expect_holder(harness().del("/api/v1/dai_stats", body, auth), 404, kUnhandled);
+}
+
 TEST_F(DispatchTest, SetupRedirectsToTheFrontEndLogin) {
   // No session needed; the address comes from the service port by default.
   HttpResponse r = harness().get("/api/v1/setup");
