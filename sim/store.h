@@ -103,7 +103,7 @@ class Store {
   // interface, OPEN_E_NOT_FOUND for an absent VLAN.
   open_error_t check_index(const std::string &key, uint32_t index) const;
 
-  // Reads and writes. A write is checked against the spec (OPEN_E_PARAM).
+  // Reads and writes. A write is checked against its SettingSpec (OPEN_E_PARAM).
   open_error_t get(const std::string &key, Value &out) const;
   open_error_t get(const std::string &key, uint32_t index, Value &out) const;
   open_error_t set(const std::string &key, const Value &v);
