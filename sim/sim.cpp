@@ -102,13 +102,13 @@ bool Sim::serve(uint32_t id, openapiClientHandle_t *client, rpc::Reader &in, rpc
       }
     }
     if (!calls_[id]) {
-      agent_log(4, "veltrum-sim: %s has no implementation", rpc::kCallNames[id]);
+      agent_log(4, "%s has no implementation", rpc::kCallNames[id]);
       out.i32(OPEN_E_UNAVAIL);
       return false;
     }
     return calls_[id](client, in, out);
   } catch (const std::exception &e) {
-    agent_log(1, "veltrum-sim: call %u failed inside the simulator: %s", id, e.what());
+    agent_log(1, "call %u failed inside the simulator: %s", id, e.what());
     return false;
   }
 }
@@ -136,7 +136,7 @@ void Sim::load_locked() {
   if (!exists(path.c_str())) return;
   JsonPtr root(json_object_from_file(path.c_str()));
   if (!root || !store_.load_json(root.get()))
-    agent_log(1, "veltrum-sim: %s is unreadable, starting from factory defaults", path.c_str());
+    agent_log(1, "%s is unreadable, starting from factory defaults", path.c_str());
 }
 
 void Sim::factory_reset_locked() {

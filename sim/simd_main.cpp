@@ -34,6 +34,7 @@ uint32_t number(const char *text, uint32_t min, uint32_t max) {
 }  // namespace
 
 int main(int argc, char **argv) {
+  log_set_ident("veltrum-simd");
   veltrum::sim::SimOptions options;
   bool have_root = false;
   for (int i = 1; i < argc; ++i) {
@@ -75,7 +76,7 @@ int main(int argc, char **argv) {
 
   veltrum::sim::Sim sim(options);
   for (const auto &name : sim.missing_calls())
-    agent_log(4, "veltrum-sim: %s has no implementation", name.c_str());
+    agent_log(4, "%s has no implementation", name.c_str());
   sim.load_config();
 
   veltrum::rpc::Server server(device_path(OPENAPI_SOCKET_PATH), sim);
@@ -85,12 +86,12 @@ int main(int argc, char **argv) {
                  std::strerror(errno));
     return 1;
   }
-  agent_log(6, "veltrum-sim: serving %u platform calls on %s", veltrum::rpc::kCallCount,
+  agent_log(6, "serving %u platform calls on %s", veltrum::rpc::kCallCount,
             device_path(OPENAPI_SOCKET_PATH).c_str());
 
   int sig = 0;
   sigwait(&signals, &sig);
-  agent_log(6, "veltrum-sim: stopping on signal %d", sig);
+  agent_log(6, "stopping on signal %d", sig);
   server.stop();
   return 0;
 }

@@ -17,6 +17,7 @@ namespace {
 struct LogState {
   std::atomic<int> threshold{7};
   std::atomic<int> sink{static_cast<int>(LogSink::Stderr)};
+  std::atomic<const char *> ident{"veltrum"};
   std::mutex write_mutex;  // keeps long standard-error lines whole
   std::once_flag syslog_opened;
 
@@ -38,7 +39,7 @@ LogState &state() {
 }
 
 void open_syslog_once(LogState &s) {
-  std::call_once(s.syslog_opened, [] { openlog("Veltrum", LOG_PID, LOG_DAEMON); });
+  std::call_once(s.syslog_opened, [&s] { openlog(s.ident.load(), LOG_PID, LOG_DAEMON); });
 }
 
 int syslog_priority(int level) {
@@ -61,7 +62,7 @@ void write_all(int fd, const char *data, size_t size) {
 
 void log_to_stderr(LogState &s, int level, const char *format, va_list args) {
   char prefix[64];
-  int prefix_len = std::snprintf(prefix, sizeof prefix, "veltrum[%d] %d: ",
+  int prefix_len = std::snprintf(prefix, sizeof prefix, "%s[%d] %d: ", s.ident.load(),
                                  static_cast<int>(::getpid()), level);
   if (prefix_len < 0) return;
 
@@ -89,6 +90,8 @@ void log_to_stderr(LogState &s, int level, const char *format, va_list args) {
 }
 
 }  // namespace
+
+void log_set_ident(const char *ident) { state().ident.store(ident); }
 
 void log_configure(LogSink sink, int threshold) {
   LogState &s = state();

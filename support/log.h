@@ -20,6 +20,10 @@
 
 enum class LogSink { Stderr, Syslog };
 
+// Names the program in each line ("veltrum" unless set; syslog takes it
+// when it is first opened). `ident` must live as long as the process.
+void log_set_ident(const char *ident);
+
 // Sets where lines go and the highest level that is written.
 void log_configure(LogSink sink, int threshold);
 int log_threshold();
