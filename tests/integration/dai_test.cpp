@@ -10,7 +10,7 @@
 
 namespace {
 
-using veltrum::test::AgentSuite;
+using veltrum::test::LoggedInSuite;
 using veltrum::test::Credentials;
 using veltrum::test::HttpResponse;
 using veltrum::test::json_at;
@@ -19,21 +19,14 @@ using veltrum::test::json_string_at;
 
 constexpr const char *kSuccess = R"({"resp":{"status":"success","respCode":0,"respMsg":"Operation success"}})";
 
-class DaiTest : public AgentSuite {
+class DaiTest : public LoggedInSuite {
  protected:
-  void SetUp() override {
-    AgentSuite::SetUp();
-    auth_ = harness().login().auth();
-    harness().sim().reset_counts();
-    harness().clear_program_log();
-  }
-
-  HttpResponse get(const std::string &resource) { return harness().get("/api/v1/" + resource, auth_); }
+  HttpResponse get(const std::string &resource) { return harness().get("/api/v1/" + resource, auth()); }
   HttpResponse post(const std::string &resource, const std::string &body) {
-    return harness().post("/api/v1/" + resource, body, auth_);
+    return harness().post("/api/v1/" + resource, body, auth());
   }
   HttpResponse del(const std::string &resource, const std::string &body) {
-    return harness().del("/api/v1/" + resource, body, auth_);
+    return harness().del("/api/v1/" + resource, body, auth());
   }
   // The platform calls made since the last reset whose names contain `part`.
   std::vector<std::string> calls(const std::string &part) {
@@ -50,7 +43,6 @@ class DaiTest : public AgentSuite {
     return json_object_is_type(list, json_type_array) ? json_object_array_length(list) : 0;
   }
 
-  Credentials auth_;
 };
 
 // ---------------------------------------------------------------- dai_global_cfg
@@ -249,7 +241,7 @@ TEST_F(DaiTest, ArpAclsAndTheirRules) {
                               R"({"name":"db","aclrules":[{"idx":5,"ip":"10.0.0.9","mac":"aa:bb:cc:dd:ee:ff","action":1}]}]}})");
   EXPECT_EQ(r.body, kSuccess);
 
-  r = harness().get("/api/v1/dai_aclrule_cfg?aclName=web", auth_);
+  r = harness().get("/api/v1/dai_aclrule_cfg?aclName=web", auth());
   EXPECT_EQ(r.body, R"({"resp":{"status":"success","respCode":0,"respMsg":"Operation success"},)"
                     R"("dai_aclrule_cfg":{"acls":[{"name":"web","aclrules":[)"
                     R"({"idx":1,"ip":"10.0.0.1","mac":"00:11:22:33:44:55","action":1},)"

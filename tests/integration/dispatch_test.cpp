@@ -15,21 +15,13 @@ const std::string kPingBody = "{\"ping\": \"\"}";
 const std::string kUnhandled = "Invalid request! (or) Unhandled URI\r\n";
 const std::string kBadCredentials = "Bad Credentials or Access Restricted\r\n";
 
-class DispatchTest : public AgentSuite {
+class DispatchTest : public LoggedInSuite {
  protected:
-  void SetUp() override {
-    AgentSuite::SetUp();
-    if (HasFatalFailure()) return;
-    session_ = harness().login();
-    ASSERT_TRUE(session_.ok) << session_.response.body;
-  }
-
   HttpResponse send(const std::string &method, const std::string &path, std::optional<std::string> body,
                     const Credentials &credentials) {
     return harness().send(method, path, std::move(body), credentials);
   }
 
-  Login session_;
 };
 
 // An answer made from a fixed text: exact body, no content type.
@@ -56,7 +48,7 @@ void expect_refused(const HttpResponse &r) {
 TEST_F(DispatchTest, OnlyGetPostAndDeleteAreServed) {
   for (const char *method : {"PUT", "PATCH", "HEAD", "OPTIONS"}) {
     SCOPED_TRACE(method);
-    HttpResponse r = send(method, kPing, std::nullopt, session_.auth());
+    HttpResponse r = send(method, kPing, std::nullopt, session().auth());
     if (std::string(method) == "HEAD") {
       // A HEAD answer has no body on the wire.
       EXPECT_EQ(r.status, 406);
@@ -70,48 +62,48 @@ TEST_F(DispatchTest, OnlyGetPostAndDeleteAreServed) {
 }
 
 TEST_F(DispatchTest, PingAnswersWithASessionOnly) {
-  expect_holder(harness().get(kPing, session_.auth()), 200, kPingBody);
-  expect_holder(harness().post(kPing, std::string("{}"), session_.auth()), 200, kPingBody);
+  expect_holder(harness().get(kPing, session().auth()), 200, kPingBody);
+  expect_holder(harness().post(kPing, std::string("{}"), session().auth()), 200, kPingBody);
 
   expect_refused(harness().get(kPing));
-  expect_refused(harness().get(kPing, Credentials{session_.cookie, std::nullopt, std::nullopt}));
-  expect_refused(harness().get(kPing, Credentials{std::nullopt, session_.token, std::nullopt}));
+  expect_refused(harness().get(kPing, Credentials{session().cookie, std::nullopt, std::nullopt}));
+  expect_refused(harness().get(kPing, Credentials{std::nullopt, session().token, std::nullopt}));
   // The body of a refused POST is swallowed; the end of the request is refused.
   expect_refused(harness().post(kPing, std::string("{}"), {}));
   expect_refused(harness().del(kPing, std::string("{}"), {}));
 }
 
 TEST_F(DispatchTest, BodyErrorsOfAPost) {
-  expect_holder(harness().post(kPing, std::string("{"), session_.auth()), 400, "Failed to parse json data.\r\n");
-  expect_holder(harness().post(kPing, std::string("not json"), session_.auth()), 400,
+  expect_holder(harness().post(kPing, std::string("{"), session().auth()), 400, "Failed to parse json data.\r\n");
+  expect_holder(harness().post(kPing, std::string("not json"), session().auth()), 400,
                 "Failed to parse json data.\r\n");
-  expect_plain(harness().post(kPing, std::nullopt, session_.auth()), 400, "Empty data for POST request!\r\n");
-  expect_plain(harness().post(kPing, std::string(""), session_.auth()), 400, "Empty data for POST request!\r\n");
+  expect_plain(harness().post(kPing, std::nullopt, session().auth()), 400, "Empty data for POST request!\r\n");
+  expect_plain(harness().post(kPing, std::string(""), session().auth()), 400, "Empty data for POST request!\r\n");
 }
 
 TEST_F(DispatchTest, PathsMatchExactlyAndIgnoreTheQuery) {
-  expect_holder(harness().get("/api/v1/no_such_resource", session_.auth()), 404, kUnhandled);
-  expect_holder(harness().get("/api/v1/ping/", session_.auth()), 404, kUnhandled);
-  expect_holder(harness().get("/API/v1/ping", session_.auth()), 404, kUnhandled);
-  expect_holder(harness().get("/api/v1/pin", session_.auth()), 404, kUnhandled);
-  expect_holder(harness().get("/api/v1/ping?verbose=1&x", session_.auth()), 200, kPingBody);
+  expect_holder(harness().get("/api/v1/no_such_resource", session().auth()), 404, kUnhandled);
+  expect_holder(harness().get("/api/v1/ping/", session().auth()), 404, kUnhandled);
+  expect_holder(harness().get("/API/v1/ping", session().auth()), 404, kUnhandled);
+  expect_holder(harness().get("/api/v1/pin", session().auth()), 404, kUnhandled);
+  expect_holder(harness().get("/api/v1/ping?verbose=1&x", session().auth()), 200, kPingBody);
   // An unknown path is looked up only after the session check.
   expect_refused(harness().get("/api/v1/no_such_resource"));
 }
 
 TEST_F(DispatchTest, EmptyMethodSlotsAnswer404) {
-  expect_holder(harness().del(kPing, std::nullopt, session_.auth()), 404, kUnhandled);
-  expect_holder(harness().del(kPing, std::string("{}"), session_.auth()), 404, kUnhandled);
+  expect_holder(harness().del(kPing, std::nullopt, session().auth()), 404, kUnhandled);
+  expect_holder(harness().del(kPing, std::string("{}"), session().auth()), 404, kUnhandled);
   // A DELETE body is parsed before the slot is looked at.
-  expect_holder(harness().del(kPing, std::string("{"), session_.auth()), 400, "Failed to parse json data.\r\n");
-  expect_holder(harness().get("/api/v1/user_password_change", session_.auth()), 404, kUnhandled);
+  expect_holder(harness().del(kPing, std::string("{"), session().auth()), 400, "Failed to parse json data.\r\n");
+  expect_holder(harness().get("/api/v1/user_password_change", session().auth()), 404, kUnhandled);
   // login and logout have no rows: a GET of either is an unknown path.
-  expect_holder(harness().get("/api/v1/login", session_.auth()), 404, kUnhandled);
-  expect_holder(harness().get("/api/v1/logout", session_.auth()), 404, kUnhandled);
+  expect_holder(harness().get("/api/v1/login", session().auth()), 404, kUnhandled);
+  expect_holder(harness().get("/api/v1/logout", session().auth()), 404, kUnhandled);
 }
 
 TEST_F(DispatchTest, MethodsOutsideTheCatalogueAnswer404) {
-  const auto &auth = session_.auth();
+  const auto &auth = session().auth();
   const std::string body = "{}";
   expect_holder(harness().get("/api/v1/aclrule_cfg", auth), 404, kUnhandled);
   expect_holder(harness().post("/api/v1/aclrule_cfg", body, auth), 404, kUnhandled);
@@ -170,17 +162,17 @@ TEST_F(DispatchTest, OpenPathsAnswerTheUntouchedHolderWhenNothingFilledIt) {
   r = harness().post("/api/v1/login", std::nullopt, Credentials{harness().new_cookie(), {}, {}});
   EXPECT_EQ(r.error, CURLE_GOT_NOTHING);
   // With a session, a device_admincred post is an unknown path.
-  expect_holder(harness().post("/api/v1/device_admincred", std::string("{}"), session_.auth()), 404, kUnhandled);
+  expect_holder(harness().post("/api/v1/device_admincred", std::string("{}"), session().auth()), 404, kUnhandled);
   // The agent is still there.
-  expect_holder(harness().get(kPing, session_.auth()), 200, kPingBody);
+  expect_holder(harness().get(kPing, session().auth()), 200, kPingBody);
 }
 
 TEST_F(DispatchTest, LogoutAnswersASuccessEnvelopeAndEndsTheSession) {
-  HttpResponse r = harness().post("/api/v1/logout", std::nullopt, session_.auth());
+  HttpResponse r = harness().post("/api/v1/logout", std::nullopt, session().auth());
   expect_holder(r, 200, R"({"resp":{"status":"success","respCode":0,"respMsg":"Operation success"},"logout":{}})");
-  expect_refused(harness().get(kPing, session_.auth()));
+  expect_refused(harness().get(kPing, session().auth()));
   // Now the token is unknown: a second logout is refused.
-  expect_refused(harness().post("/api/v1/logout", std::nullopt, session_.auth()));
+  expect_refused(harness().post("/api/v1/logout", std::nullopt, session().auth()));
   // A logout with a body answers the same way at the end of the request.
   Login other = harness().login();
   ASSERT_TRUE(other.ok);
@@ -196,11 +188,11 @@ TEST_F(DispatchTest, RequestLinesAreLoggedWithSecretsMasked) {
   size_t mark = harness().agent_log_size();
   std::string body =
       R"({"user_password_change": {"current": "password", "new": "S3cret-new-pw", "confirm": "S3cret-new-pw"}})";
-  HttpResponse r = harness().post("/api/v1/user_password_change", body, session_.auth());
+  HttpResponse r = harness().post("/api/v1/user_password_change", body, session().auth());
   ASSERT_EQ(r.status, 200);
   harness().post(kPing, std::string(R"({"key": "k3y-value", "authKey": 1234567, "name": "visible"})"),
-                 session_.auth());
-  harness().get("/api/v1/ping?password=x", session_.auth());
+                 session().auth());
+  harness().get("/api/v1/ping?password=x", session().auth());
   std::string log = harness().agent_log_since(mark);
   EXPECT_NE(log.find(R"(POST /api/v1/user_password_change {"user_password_change": {"current": "****", "new": "****", "confirm": "****"}})"),
             std::string::npos)

@@ -515,4 +515,13 @@ void AgentSuite::SetUp() {
   shared_->reset();
 }
 
+void LoggedInSuite::SetUp() {
+  AgentSuite::SetUp();
+  if (HasFatalFailure()) return;
+  session_ = harness().login();
+  ASSERT_TRUE(session_.ok) << session_.response.body;
+  harness().sim().reset_counts();
+  harness().clear_program_log();
+}
+
 }  // namespace veltrum::test

@@ -234,4 +234,16 @@ class AgentSuite : public ::testing::Test {
   static AgentHarness *shared_;
 };
 
+// An AgentSuite whose tests begin logged in as admin (session()), with the
+// call counts and the program log cleared after the login.
+class LoggedInSuite : public AgentSuite {
+ protected:
+  void SetUp() override;
+  const Login &session() const { return session_; }
+  Credentials auth() const { return session_.auth(); }
+
+ private:
+  Login session_;
+};
+
 }  // namespace veltrum::test

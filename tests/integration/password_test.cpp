@@ -22,18 +22,10 @@ std::string change_body(const std::string &current, const std::string &next, con
   return json_text(body.get());
 }
 
-class PasswordChangeTest : public AgentSuite {
+class PasswordChangeTest : public LoggedInSuite {
  protected:
-  void SetUp() override {
-    AgentSuite::SetUp();
-    if (HasFatalFailure()) return;
-    session_ = harness().login();
-    ASSERT_TRUE(session_.ok) << session_.response.body;
-    harness().sim().reset_counts();
-  }
-
   HttpResponse change(const std::string &current, const std::string &next, const std::string &confirm) {
-    return harness().post(kPath, change_body(current, next, confirm), session_.auth());
+    return harness().post(kPath, change_body(current, next, confirm), session().auth());
   }
 
   // A failure envelope with this error code and argument object; nothing saved.
@@ -48,7 +40,6 @@ class PasswordChangeTest : public AgentSuite {
 
   bool can_login(const std::string &password) { return harness().login("admin", password).ok; }
 
-  Login session_;
 };
 
 TEST_F(PasswordChangeTest, SuccessSavesOnceAndTheNewPasswordLogsIn) {
@@ -68,13 +59,13 @@ TEST_F(PasswordChangeTest, SuccessSavesOnceAndTheNewPasswordLogsIn) {
   ASSERT_TRUE(fresh.ok);
   EXPECT_EQ(json_int_at(fresh.response.json().get(), {"login", "def_password"}), 0);
   // Existing sessions live on.
-  EXPECT_EQ(harness().get("/api/v1/ping", session_.auth()).status, 200);
+  EXPECT_EQ(harness().get("/api/v1/ping", session().auth()).status, 200);
 }
 
 TEST_F(PasswordChangeTest, ReadsSaveNothing) {
   harness().sim().reset_counts();
-  EXPECT_EQ(harness().get("/api/v1/ping", session_.auth()).status, 200);
-  EXPECT_EQ(harness().post("/api/v1/ping", std::string("{}"), session_.auth()).status, 200);
+  EXPECT_EQ(harness().get("/api/v1/ping", session().auth()).status, 200);
+  EXPECT_EQ(harness().post("/api/v1/ping", std::string("{}"), session().auth()).status, 200);
   EXPECT_EQ(harness().get("/api/v1/setup").status, 307);
   EXPECT_EQ(harness().sim().count("rpcclt_openapiSaveConfig"), 0u);
   EXPECT_TRUE(harness().program_log().empty());
@@ -118,9 +109,9 @@ TEST_F(PasswordChangeTest, PlatformRefusalIsReportedWith312AndTheNewPassword) {
 TEST_F(PasswordChangeTest, MissingMembersAreRefusedWithCode0) {
   expect_refused(change("password", "a", "b"), 309);
   HttpResponse r = harness().post(kPath, std::string(R"({"user_password_change": {"current": "password"}})"),
-                                  session_.auth());
+                                  session().auth());
   expect_refused(r, 0);
-  r = harness().post(kPath, std::string("{}"), session_.auth());
+  r = harness().post(kPath, std::string("{}"), session().auth());
   expect_refused(r, 0);
 }
 
@@ -148,7 +139,7 @@ TEST_F(PasswordChangeTest, LongPasswordsAreCutTo64Characters) {
 
 TEST_F(PasswordChangeTest, NeedsASession) {
   HttpResponse r = harness().post(kPath, change_body("password", "N3w-Passw0rd", "N3w-Passw0rd"),
-                                  Credentials{session_.cookie, std::nullopt, std::nullopt});
+                                  Credentials{session().cookie, std::nullopt, std::nullopt});
   EXPECT_EQ(r.status, 307);
   EXPECT_EQ(harness().sim().count("rpcclt_openapiUserSet"), 0u);
   EXPECT_TRUE(can_login("password"));
