@@ -13,7 +13,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/openapi.h"
+#include "platform/calls/00_system.h"
+#include "platform/calls/01_interfaces.h"
+#include "platform/calls/10_dai.h"
 #include "support/device.h"
 
 namespace {

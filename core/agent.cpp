@@ -15,6 +15,7 @@
 
 #include "core/dispatch.h"
 #include "core/platform_client.h"
+#include "uri/uri_table.h"
 #include "support/agent_config.h"
 #include "support/log.h"
 #include "support/mem.h"
@@ -86,6 +87,10 @@ void set_app_status(int index) {
 }
 
 void agent_init() {
+  // A resource declaration the walkers cannot serve, or one that disagrees
+  // with its row of the URI table, is a fault of the build: refuse to start.
+  if (!check_uri_table()) init_failed("Error in the resource declarations.");
+
   register_client(&g_client_handle);
   // The second registration is made and confirmed the same way; no request
   // path uses it.

@@ -1,38 +1,42 @@
 // The handler pattern shared by the configuration resources.
 //
-// A typical resource is a declaration: its name, the JSON keys of one
-// element, the check of each key (a range with its label, a 0/1 flag, a
-// port, a VLAN, a MAC address ...), and the platform getter and setter of
-// each key in the order they are called. The shared walkers below do the
-// rest, the same way for every resource:
+// A typical resource is a declaration: its name, how its elements are
+// walked (one scalar object, the ports, the VLANs, a list keyed by number
+// or text, a list nested in another), the JSON keys of one element with
+// their checks, and the platform getter and setter of each key in the
+// order they are called. The shared walkers do the rest, the same way for
+// every resource:
 //
 //   - parse the body: the top-level member named after the resource, an
 //     array of elements (or one object for scalar settings), each element
-//     parsed strictly; an element that lacks a key is skipped uncounted;
+//     parsed strictly; an element that lacks a key is skipped uncounted
+//     (optional keys may be absent: their setters are skipped);
 //   - validate each element key by key, in table order; the first failing
 //     check logs its message, counts one failure, may set the errCode and
-//     add its details to the error arguments, and the walk moves on;
-//   - apply each element with its setters in table order; the first
-//     failing call logs, counts one failure and ends that element (what was
-//     already set stays set: nothing is rolled back);
+//     add its details to the error arguments, and the element is done;
+//   - apply each element: its create action (lists with create), then its
+//     setters in table order; the first failing call logs, counts one
+//     failure and ends that element (what was already set stays set:
+//     nothing is rolled back);
 //   - answer: no failure is success; exactly one keeps the errCode it set
 //     (which may be 0); more than one gives the resource's aggregate code;
 //     a failure whose errCode is still 0 also gets the aggregate code.
-//   - for GET: walk the indexes of the shape (the physical ports and then
-//     the LAGs, every VLAN, or one scalar record), read every key with its
-//     getter, and answer the array; the first failing call ends the walk,
-//     and the partial array still goes out with the failure.
+//   - for GET: walk the indexes of the shape, read every listed key with
+//     its getter, and answer the array; the first failing call ends the
+//     walk, and the partial array still goes out with the failure.
 //
-// What is truly particular to a resource (nested bodies, lists keyed by
-// name, statistics records) is written as code on top of the same Outcome,
-// checks and helpers. docs/handlers.md walks through an example.
+// Handlers come from the declaration: VELTRUM_SERVE(resource, kDecl)
+// defines <resource>_get, _post and _delete, which the URI table's row
+// names. What is truly particular to a resource is written as code on top
+// of the same Outcome, checks and walkers (VELTRUM_HANDLER).
+// docs/handlers.md walks through the vocabulary with examples.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <tuple>
-#include <type_traits>
+#include <span>
+#include <string>
 
 #include <json-c/json.h>
 
@@ -45,7 +49,7 @@ namespace veltrum::handler {
 // ---------------------------------------------------------------- outcome
 
 // The outcome variables of one handler call and the JSON objects it
-// answers with: rc, the last platform result, errCode, the failure count
+// answers with: rc, the last platform result, errCode, the failure counts
 // and the error arguments ("errMsgArgs"), plus the envelope and "resp".
 class Outcome {
  public:
@@ -57,27 +61,35 @@ class Outcome {
   int rc = -1;
   int result = OPEN_E_INTERNAL;  // last platform result; no call made yet
   int err_code = 0;
-  unsigned failures = 0;
-  bool body_failed = false;  // the body itself was unusable (key absent, no array)
-  json_object *err_args;  // owned
+  unsigned failures = 0;         // validation failures
+  unsigned apply_failures = 0;   // failed creations and platform calls, counted apart
+  bool body_failed = false;      // the body itself was unusable (key absent, no array)
+  json_object *err_args;         // owned
 
   // One failed element: logs `format` at level 4 (printf style), counts it.
-  void fail(const char *format, ...);
+  void fail(const char *format, ...) __attribute__((format(printf, 2, 3)));
+  // One failed platform step, counted apart from validation failures.
+  void fail_apply(const char *format, ...) __attribute__((format(printf, 2, 3)));
+  unsigned total_failures() const { return failures + apply_failures; }
   // Details of the failure: errCode (unless 0) and members of "errMsgArgs".
   void detail_int(const char *key, int64_t value) { json_object_object_add(err_args, key, json_object_new_int64(value)); }
   void detail_text(const char *key, const char *value) {
     json_object_object_add(err_args, key, json_object_new_string(value ? value : ""));
   }
+  void detail(const char *key, json_object *value) { json_object_object_add(err_args, key, value); }
   void code(int c) { err_code = c; }
 
-  // Ends a write: rc from the failure count, errCode and arguments to the
+  // Ends a write: rc from the failure counts, errCode and arguments to the
   // error record when it failed, the envelope without data (a successful
   // write saves the configuration).
   void finish_write(ResponseHolder *response, const char *name, int aggregate);
+  // Ends a scalar write: the error record is touched only by a failure
+  // that set an errCode of its own.
+  void finish_scalar(ResponseHolder *response, const char *name);
   // Ends a read: the envelope with `data` (owned, released here) under
   // `name` when given, rc as set by the handler.
   void finish_read(ResponseHolder *response, const char *name, json_object *data);
-  // A write answered without touching the error record (scalar settings).
+  // A write answered without touching the error record.
   void finish_plain(ResponseHolder *response, const char *name);
 
  private:
@@ -85,22 +97,60 @@ class Outcome {
   json_object *resp_;
 };
 
+// ---------------------------------------------------------------- reading values
+
+// A member's value as a number: integers, booleans, integral fractions and
+// decimal texts ("1") are numbers; other texts, fractions, objects, arrays
+// and null are not.
+bool read_int(json_object *value, int64_t &out);
+// A member's value as a text: texts, and numbers as their decimal text.
+bool read_text(json_object *value, std::string &out);
+// The same for code that has checked the value already.
+int64_t int_of(json_object *value);
+const char *text_of(json_object *value);
+
 // ---------------------------------------------------------------- checks
 
-enum class CheckKind {
-  None,   // accepted as it is
-  Range,  // min..max; errCode 9 (unless given) with value/params/min/max
-  Flag,   // 0 or 1; log only, errCode unchanged
-  Choice, // min..max; log only, errCode unchanged
-  NonZero,
-  Port,   // the port validator of `port_kind`; errCode 247, {"port_id": id}
-  Vlan,   // the VLAN validator; errCode 412, {"vlan_id": id}
-  Mac,    // MAC text; errCode 16, {"params": label, "value": text}
-  Text,   // text of min..max characters; errCode (if any) with value/params
+enum class CheckKind : uint8_t {
+  None,     // any number or text
+  Range,    // min..max; errCode 9 (unless given) with value/params/min/max
+  Limits,   // the same, with min and max read from the platform at request time
+  Flag,     // 0 or 1; log only, errCode unchanged
+  Choice,   // min..max; log only, errCode unchanged
+  OneOf,    // one of `values`; log only
+  NonZero,  // log only
+  Port,     // the port validator of `port_kind`; errCode 247, {"port_id": id}
+  Vlan,     // the VLAN validator; errCode 412, {"vlan_id": id}
+  Mac,      // MAC text; errCode 16, {"params": label, "value": text}
+  Text,     // text of min..max characters; errCode (if any) with value/params
+  Ipv4,     // an IPv4 address text
+  Ipv6,     // an IPv6 address text
+  Ip,       // either
+  Mask,     // an IPv4 network mask text (contiguous ones)
+  Host,     // a host name or an address
+  Number,   // any number (type only)
+  String,   // any text (type only)
+  Custom,   // `custom` decides, records its own failure and answers false
 };
 
-// How one key of an element is checked. `log` is a printf format given the
-// value (%d for numbers, %s for text) unless the kind says otherwise.
+// What a failing check's log format is given after the format.
+enum class LogArgs : uint8_t {
+  Value,   // the value (%d for numbers, %s for texts)
+  MinMax,  // the range's min and max
+  Max,     // the range's max
+  None,    // nothing
+};
+
+// A range read from the platform at request time (Limits).
+using LimitsFn = int (*)(int64_t &min, int64_t &max);
+class Outcome;
+// A check of its own: records its failure in the outcome (counted, with
+// its code and details) and answers false.
+using CustomCheck = bool (*)(Outcome &out, const char *key, json_object *value);
+
+// How one key of an element is checked. `log` is a printf format given
+// what `log_args` says. For address and text kinds, `allow_empty` lets the
+// empty text pass ("any address").
 struct Check {
   CheckKind kind = CheckKind::None;
   const char *log = nullptr;
@@ -109,137 +159,291 @@ struct Check {
   const char *label = nullptr;  // "params" of the error arguments
   int code = -1;                // errCode to set; -1: the kind's own
   int port_kind = 3;
+  LogArgs log_args = LogArgs::Value;
+  LimitsFn limits = nullptr;
+  const int64_t *values = nullptr;
+  size_t value_count = 0;
+  bool allow_empty = false;
+  CustomCheck custom = nullptr;
+  bool numeric = false;  // Custom: the value is a number (for the index)
 };
 
 constexpr Check no_check() { return {}; }
+constexpr Check any_number() { return {.kind = CheckKind::Number}; }
+constexpr Check any_text() { return {.kind = CheckKind::String}; }
 constexpr Check range(int64_t min, int64_t max, const char *label, const char *log, int code = 9) {
-  return {CheckKind::Range, log, min, max, label, code, 3};
+  return {.kind = CheckKind::Range, .log = log, .min = min, .max = max, .label = label, .code = code};
 }
-constexpr Check flag(const char *log) { return {CheckKind::Flag, log, 0, 1, nullptr, 0, 3}; }
-constexpr Check choice(int64_t min, int64_t max, const char *log) { return {CheckKind::Choice, log, min, max, nullptr, 0, 3}; }
-constexpr Check non_zero(const char *log) { return {CheckKind::NonZero, log, 0, 0, nullptr, 0, 3}; }
-constexpr Check port_check(int kind, const char *log) { return {CheckKind::Port, log, 0, 0, nullptr, 247, kind}; }
-constexpr Check vlan_check(const char *log) { return {CheckKind::Vlan, log, 0, 0, nullptr, 412, 3}; }
-constexpr Check mac_check(const char *label, const char *log) { return {CheckKind::Mac, log, 0, 0, label, 16, 3}; }
+// A range whose bounds the platform gives at request time; the log gets
+// the value, or the bounds (LogArgs::MinMax, LogArgs::Max).
+constexpr Check platform_range(LimitsFn limits, const char *label, const char *log, LogArgs args = LogArgs::Value,
+                               int code = 9) {
+  return {.kind = CheckKind::Limits, .log = log, .label = label, .code = code, .log_args = args, .limits = limits};
+}
+constexpr Check flag(const char *log) { return {.kind = CheckKind::Flag, .log = log, .min = 0, .max = 1, .code = 0}; }
+constexpr Check choice(int64_t min, int64_t max, const char *log) {
+  return {.kind = CheckKind::Choice, .log = log, .min = min, .max = max, .code = 0};
+}
+template <size_t N>
+constexpr Check one_of(const int64_t (&values)[N], const char *log) {
+  return {.kind = CheckKind::OneOf, .log = log, .code = 0, .values = values, .value_count = N};
+}
+constexpr Check non_zero(const char *log) { return {.kind = CheckKind::NonZero, .log = log, .code = 0}; }
+constexpr Check port_check(int kind, const char *log) {
+  return {.kind = CheckKind::Port, .log = log, .code = 247, .port_kind = kind};
+}
+constexpr Check vlan_check(const char *log) { return {.kind = CheckKind::Vlan, .log = log, .code = 412}; }
+constexpr Check mac_check(const char *label, const char *log) {
+  return {.kind = CheckKind::Mac, .log = log, .label = label, .code = 16};
+}
 constexpr Check text_length(int64_t min, int64_t max, const char *label, const char *log, int code = 0) {
-  return {CheckKind::Text, log, min, max, label, code, 3};
+  return {.kind = CheckKind::Text, .log = log, .min = min, .max = max, .label = label, .code = code};
+}
+// Address and name checks: errCode `code` (0: log only) with "params" and
+// "value" when a label is given.
+constexpr Check ipv4_check(const char *label, const char *log, int code = 0, bool allow_empty = false) {
+  return {.kind = CheckKind::Ipv4, .log = log, .label = label, .code = code, .allow_empty = allow_empty};
+}
+constexpr Check ipv6_check(const char *label, const char *log, int code = 0, bool allow_empty = false) {
+  return {.kind = CheckKind::Ipv6, .log = log, .label = label, .code = code, .allow_empty = allow_empty};
+}
+constexpr Check ip_check(const char *label, const char *log, int code = 0, bool allow_empty = false) {
+  return {.kind = CheckKind::Ip, .log = log, .label = label, .code = code, .allow_empty = allow_empty};
+}
+constexpr Check mask_check(const char *label, const char *log, int code = 0) {
+  return {.kind = CheckKind::Mask, .log = log, .label = label, .code = code};
+}
+constexpr Check host_check(const char *label, const char *log, int code = 0) {
+  return {.kind = CheckKind::Host, .log = log, .label = label, .code = code};
+}
+constexpr Check custom_check(CustomCheck fn, bool numeric = false) {
+  return {.kind = CheckKind::Custom, .custom = fn, .numeric = numeric};
 }
 
-// Applies `check` to `value` (the element's member named `key`); on a
-// failure records it in `out` and answers false.
+// Applies `check` to `value` (the member named `key`); on a failure
+// records it in `out` (one counted failure) and answers false.
 bool check_value(Outcome &out, const char *key, const Check &check, json_object *value);
+// Whether the check reads numbers (the others read texts).
+bool numeric_check(const Check &check);
 
-// ---------------------------------------------------------------- platform accessors
+// ---------------------------------------------------------------- elements
 
-// A read of one key: (index, out) -> platform result; `out` gets a new
-// JSON value on success. A write: (index, value) -> platform result. The
-// index is the interface number, the VLAN id, or 0 for scalar settings.
-using Getter = int (*)(uint32_t index, json_object **out);
-using Setter = int (*)(uint32_t index, json_object *value);
+struct Resource;
 
-namespace detail {
-
-template <typename F>
-struct CallShape;
-template <typename... A>
-struct CallShape<open_error_t (*)(openapiClientHandle_t *, A...)> {
-  static constexpr size_t count = sizeof...(A);
-  using Last = std::tuple_element_t<sizeof...(A) - 1, std::tuple<A...>>;
+// The key of one element: numbers (interface, VLAN, sequence ...) and
+// texts (list names), in the order the walk and its parents give them.
+struct Index {
+  static constexpr size_t kParts = 4;
+  uint32_t num[kParts] = {};
+  std::string text[2];
+  uint8_t nums = 0;
+  uint8_t texts = 0;
 };
 
-template <auto Fn, typename Arg>
-open_error_t call(uint32_t index, Arg arg) {
-  if constexpr (CallShape<decltype(Fn)>::count == 1)
-    return Fn(&g_client_handle, arg);
-  else
-    return Fn(&g_client_handle, index, arg);
-}
+// What an accessor of one element sees: the resource, its index, the
+// element's members as parsed (POST and DELETE; by field position), the
+// request's query variables (by position), and for a nested element its
+// parent. `row` holds what a walk's cursor read besides the index.
+struct Element {
+  const Resource *resource = nullptr;
+  MHD_Connection *connection = nullptr;
+  Index index;
+  json_object *const *values = nullptr;
+  json_object *const *query = nullptr;
+  const Element *parent = nullptr;
+  json_object *row = nullptr;
 
-}  // namespace detail
+  // The member or query variable named `key`, or null.
+  json_object *value(const char *key) const;
+  json_object *query_value(const char *key) const;
+};
 
-// Getter of a call shaped (client, T *) or (client, uint32_t index, T *),
-// T an integer or enumeration, or (..., open_buffdesc *) for text read
-// into a zeroed buffer of `TextSize` bytes.
-template <auto Fn, size_t TextSize = 32>
-int platform_get(uint32_t index, json_object **out) {
-  using Last = typename detail::CallShape<decltype(Fn)>::Last;
-  using T = std::remove_pointer_t<Last>;
-  if constexpr (std::is_same_v<T, open_buffdesc>) {
-    char buffer[TextSize + 1] = {};
-    open_buffdesc desc{TextSize, buffer};
-    open_error_t rc = detail::call<Fn>(index, &desc);
-    if (rc == OPEN_E_NONE) *out = json_object_new_string(buffer);
-    return rc;
-  } else {
-    T value{};
-    open_error_t rc = detail::call<Fn>(index, &value);
-    if (rc == OPEN_E_NONE) *out = json_object_new_int64(static_cast<int64_t>(value));
-    return rc;
-  }
-}
-
-// Setter of a call shaped (client, T) or (client, uint32_t index, T), or
-// (..., const open_buffdesc *) for text, copied into a zeroed buffer of at
-// most `TextSize` characters.
-template <auto Fn, size_t TextSize = 32>
-int platform_set(uint32_t index, json_object *value) {
-  using Last = typename detail::CallShape<decltype(Fn)>::Last;
-  if constexpr (std::is_pointer_v<Last>) {
-    char buffer[TextSize + 1] = {};
-    strncpyt(buffer, json_object_get_string(value), TextSize);
-    open_buffdesc desc{static_cast<uint32_t>(std::strlen(buffer) + 1), buffer};
-    return detail::call<Fn>(index, &desc);
-  } else {
-    return detail::call<Fn>(index, static_cast<Last>(json_object_get_int64(value)));
-  }
-}
-
-// ---------------------------------------------------------------- resources
+// A read of one key: the element -> platform result; `out` gets a new JSON
+// value on success. A write: (element, value) -> platform result. An
+// action (create, delete, clear) of one element -> platform result.
+using Getter = int (*)(const Element &e, json_object **out);
+using Setter = int (*)(const Element &e, json_object *value);
+using Action = int (*)(const Element &e);
 
 // What a failing setter's message is given, after its format.
-enum class SetLog {
-  Rc,          // the platform result
-  ValueRc,     // the value (%d or %s), then the result
-  IndexRc,     // the element's index (port or VLAN), then the result
+enum class SetLog : uint8_t {
+  Rc,       // the platform result
+  ValueRc,  // the value (%d or %s), then the result
+  IndexRc,  // the element's first index number, then the result
+  Value,    // the value only
+  None,     // nothing
+};
+
+// What a failing create or delete action's message is given, after its
+// format.
+enum class ActionLog : uint8_t {
+  Rc,       // the platform result
+  IndexRc,  // the element's last index number, then the result
+  TextRc,   // the element's last index text, then the result
+  Index,    // the element's last index number
+  Text,     // the element's last index text
+};
+
+// The roles of a key. Without any, a key is listed by GET when it has a
+// getter and read by POST when it has a setter or a check.
+enum FieldFlags : uint16_t {
+  kGet = 1,        // listed by GET
+  kPost = 2,       // read by POST
+  kDelete = 4,     // read by DELETE
+  kOptional = 8,   // POST and DELETE: may be absent (its setter is skipped)
+  kIndex = 16,     // part of the element's index (numbers and texts by its check)
+  kMerge = 32,     // GET: the getter answers an object whose members join the element
+  kWriteOnly = kPost,
+  kReadOnly = kGet,
 };
 
 // One key of a resource's element.
 struct Field {
   const char *key;
   Check check = {};
-  Getter get = nullptr;  // listed by GET when given
-  Setter set = nullptr;  // applied by POST when given
+  Getter get = nullptr;             // listed by GET when given
+  Setter set = nullptr;             // applied by POST when given
   const char *get_error = nullptr;  // log format, given the platform result
   const char *set_error = nullptr;  // log format, see `set_log`
   SetLog set_log = SetLog::Rc;
+  uint16_t flags = 0;
 };
 
-enum class Shape {
-  Scalar,     // one object of settings
-  Interface,  // one element per port: physical ports, then LAGs
-  Vlan,       // one element per VLAN
+// ---------------------------------------------------------------- walks
+
+// Moves e.index (and e.row) to the first entry (`first`) or the one after
+// the current; 0 when there is one, OPEN_E_NOT_FOUND (or another platform
+// result) at the end. The end of a list is not an error, but a walk that
+// could not reach the platform (OPEN_E_RPC, OPEN_E_TIMEOUT) fails the
+// request.
+using Cursor = int (*)(Element &e, bool first);
+
+enum class WalkKind : uint8_t {
+  None,           // no GET
+  Scalar,         // one object of settings
+  Ports,          // one element per port: physical ports, then LAGs
+  PhysicalPorts,  // physical ports only
+  Vlans,          // every VLAN
+  List,           // entries of a platform list, through `next`
+  Single,         // the one element that the query variables name
 };
 
+struct Walk {
+  WalkKind kind = WalkKind::None;
+  Cursor next = nullptr;
+  // Logged with the platform result when a walk's first call fails.
+  const char *first_error = nullptr;
+};
+
+constexpr Walk scalar() { return {WalkKind::Scalar}; }
+constexpr Walk ports(const char *first_error = "Failed to get the First Interface and error code:%d") {
+  return {WalkKind::Ports, nullptr, first_error};
+}
+constexpr Walk physical_ports(const char *first_error = "Failed to get the First Interface and error code:%d") {
+  return {WalkKind::PhysicalPorts, nullptr, first_error};
+}
+constexpr Walk vlans() { return {WalkKind::Vlans}; }
+// A list walked by `next` (see core/platform_call.h for cursors made
+// from first/next calls); `first_error` is logged when it fails.
+constexpr Walk list(Cursor next, const char *first_error = nullptr) { return {WalkKind::List, next, first_error}; }
+constexpr Walk single() { return {WalkKind::Single}; }
+
+// A query variable: required ones fail the request with `missing_log`
+// when absent or empty; numbers are checked with `check` (a port id with
+// the port validator, say) and their failure fails the request too. Query
+// failures give the plain failure envelope.
+struct Query {
+  const char *name;
+  Check check = {};
+  const char *missing_log = nullptr;  // null: optional
+  // Index part this variable gives a Single walk (a number or a text by
+  // its check), or -1.
+  int index = -1;
+};
+
+// A list nested in each element of its parent: the parent's elements hold
+// an array of children under `key`. The children are a resource of their
+// own (their walk runs with the parent's index before theirs).
+struct Nested {
+  const char *key;                     // member holding the children ("aclrules", "ports")
+  const Resource *child;
+  const char *missing_log = nullptr;   // the member is absent: the request ends
+  const char *not_array_log = nullptr; // the member is no array: the request ends
+};
+
+// A resource's declaration. For Ports, PhysicalPorts and Vlans walks the
+// element's index is fields[0] ("port", "vlan"), checked by its check and
+// without getter or setter; List walks index their elements by the fields
+// marked kIndex, Single walks by their query variables.
 struct Resource {
-  const char *name;   // the resource: top-level key and envelope name
-  Shape shape;
-  const Field *fields;
-  size_t field_count;
-  // The index key of list shapes ("port", "vlan") is fields[0]; its check
-  // validates the element's index and it has no getter or setter.
-  int aggregate = 0;                       // errCode of a request with several failures
-  const char *missing_key_log = nullptr;   // log when the top-level key is absent (default "Parsing Error %s object ")
-  const char *first_intf_error = "Failed to get the First Interface and error code:%d";
+  const char *name;                  // the envelope name
+  Walk walk = {};
+  std::span<const Field> fields = {};
+  int aggregate = 0;                 // errCode of a request with several failures
+  const char *body_key = nullptr;    // top-level key of bodies, when it is not the name
+  const char *missing_key_log = nullptr;  // default "Parsing Error %s object "
+  std::span<const Query> query = {};
+  // POST: run per element after its checks and before its setters
+  // (creating a list entry, clearing counters).
+  Action create = nullptr;
+  const char *create_error = nullptr;  // log format, see create_log
+  ActionLog create_log = ActionLog::Rc;
+  // DELETE: run per element after the checks of its kDelete fields.
+  Action remove = nullptr;
+  const char *remove_error = nullptr;
+  ActionLog remove_log = ActionLog::Rc;
+  const Nested *nested = nullptr;
+  // A body member wrapping the array of elements ({"acls": [...]}), or null.
+  const char *wrapper = nullptr;
+  const char *wrapper_missing_log = nullptr;
+  // Aggregate code when only creations or platform calls failed (default: aggregate).
+  int apply_aggregate = 0;
+
+  const char *body_name() const { return body_key ? body_key : name; }
 };
 
-// GET of a Scalar, Interface or Vlan resource.
-void resource_get(const Resource &resource, ResponseHolder *response);
-// POST of the same. Scalar: one object, checks in order, setters in order,
-// the first fault ends the request, no errCode of its own. Lists: the
-// array walk described at the top of this file.
-void resource_post(const Resource &resource, json_object *request, ResponseHolder *response);
+// The methods a declaration serves.
+bool serves_get(const Resource &r);
+bool serves_post(const Resource &r);
+bool serves_delete(const Resource &r);
 
-// ---------------------------------------------------------------- walkers for code of its own
+// The shared walkers.
+void resource_get(const Resource &resource, MHD_Connection *connection, ResponseHolder *response);
+void resource_post(const Resource &resource, MHD_Connection *connection, json_object *request,
+                   ResponseHolder *response);
+void resource_delete(const Resource &resource, MHD_Connection *connection, json_object *request,
+                     ResponseHolder *response);
+
+// ---------------------------------------------------------------- registry
+
+// Every declaration served through VELTRUM_SERVE, by resource name, for
+// the start-up check and the tests that drive every resource.
+struct Served {
+  const char *name;
+  const Resource *resource;
+};
+std::span<const Served> served();
+void register_served(const char *name, const Resource *resource);
+// Checks every served declaration (fields the walkers can hold, getters
+// where GET lists a key, a row in the URI table whose methods match) and
+// logs each fault at level 1; false when there is one.
+bool check_declarations();
+
+struct ServeRegistrar {
+  ServeRegistrar(const char *name, const Resource *resource) { register_served(name, resource); }
+};
+
+// Defines the handlers of a declared resource and registers it:
+//   VELTRUM_SERVE(dai_intf_cfg, kIntf);
+#define VELTRUM_SERVE(name, decl)                                                                 \
+  VELTRUM_HANDLER(name##_get) { ::veltrum::handler::resource_get(decl, connection, response); }   \
+  VELTRUM_HANDLER(name##_post) { ::veltrum::handler::resource_post(decl, connection, request, response); } \
+  VELTRUM_HANDLER(name##_delete) {                                                                \
+    ::veltrum::handler::resource_delete(decl, connection, request, response);                     \
+  }                                                                                               \
+  static const ::veltrum::handler::ServeRegistrar serve_registrar_##name(#name, &(decl))
+
+// ---------------------------------------------------------------- helpers for code of its own
 
 // The array under `key` of the request, or null after logging why:
 // absent ("Parsing Error %s object " with the key, or `missing_log` as
@@ -248,27 +452,27 @@ json_object *request_array(json_object *request, const char *key, const char *mi
 
 // The interface numbers of one type in platform order, through
 // openapiIfFirstGet / openapiIfNextGet. Answers the first call's result
-// (0 also when the list ends normally).
+// (0 also when the list ends normally), or the failure of a later call
+// that could not reach the platform.
 template <typename F>
 int for_each_interface(OPEN_INTF_TYPE_t type, F visit) {
   uint32_t ifNum = 0;
   int rc = openapiIfFirstGet(&g_client_handle, type, &ifNum);
   if (rc != OPEN_E_NONE) return rc;
-  do {
+  for (;;) {
     if (!visit(ifNum)) return OPEN_E_NONE;
-  } while (openapiIfNextGet(&g_client_handle, type, ifNum, &ifNum) == OPEN_E_NONE);
-  return OPEN_E_NONE;
+    rc = openapiIfNextGet(&g_client_handle, type, ifNum, &ifNum);
+    if (rc == OPEN_E_RPC || rc == OPEN_E_TIMEOUT) return rc;
+    if (rc != OPEN_E_NONE) return OPEN_E_NONE;
+  }
 }
+
+// Whether a walk's non-zero result is the end of the list (and not a
+// platform that could not be reached).
+inline bool walk_ended(int rc) { return rc != OPEN_E_RPC && rc != OPEN_E_TIMEOUT; }
 
 // A query variable of the request; null when absent or empty.
 const char *query_arg(MHD_Connection *connection, const char *key);
-
-// An element's member as a number or a text (the value json-c gives).
-inline int64_t int_of(json_object *value) { return json_object_get_int64(value); }
-inline const char *text_of(json_object *value) {
-  const char *s = json_object_get_string(value);
-  return s ? s : "";
-}
 
 // Logs a table message at level 4. The formats come from the resource
 // tables (string literals reviewed with them), not from clients.

@@ -34,6 +34,12 @@ struct rest_err_t {
 // A handler of one method of one resource. `request` is the parsed body
 // (null for a GET and a DELETE without body), owned by the dispatcher.
 typedef void (*uri_handler_t)(MHD_Connection *connection, ResponseHolder *response, json_object *request);
+// Declares or defines a handler: VELTRUM_HANDLER(dai_stats_get) { ... }.
+// Handlers are named <resource>_get, _post and _delete; the URI table's
+// rows (uri/uri_rows.h) name them and declare them.
+#define VELTRUM_HANDLER(name) \
+  void name([[maybe_unused]] MHD_Connection *connection, [[maybe_unused]] ResponseHolder *response, \
+            [[maybe_unused]] json_object *request)
 
 // Detail text of the last failure, for the log only (never sent).
 inline constexpr size_t kLastErrorSize = 1024;

@@ -6,11 +6,12 @@
 #include <regex.h>
 
 #include <bit>
+#include <initializer_list>
 #include <cstring>
 
 #include "core/platform_client.h"
 #include "core/response.h"
-#include "platform/openapi.h"
+#include "core/platform_client.h"
 #include "support/log.h"
 #include "support/mem.h"
 

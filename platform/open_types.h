@@ -1,14 +1,17 @@
-// Records, enumerations and result codes of the switch platform's management
-// API. Both sides of the RPC channel (the agent's client library and the
-// platform service) are built from this one header, so the records travel as
-// their bytes.
+// Records, enumerations and result codes shared by every family of the
+// switch platform's management API. A family's own records live in its
+// file under platform/calls/. Both sides of the RPC channel (the agent's
+// client library and the platform service) are built from these headers,
+// so the records travel as their bytes: every record has fixed-width
+// members, and every enumeration a fixed 32-bit underlying type (a value
+// outside its enumerators is the platform's to refuse, never undefined).
 #pragma once
 
 #include <cstdint>
 
 // Result of every platform call: 0 success, a negative code otherwise. The
 // agent compares a few of them by value (-22, -23, -24, -26, -28, -29, -30).
-typedef enum {
+typedef enum : int32_t {
   OPEN_E_NONE = 0,        // success
   OPEN_E_RPC = -21,       // the call did not reach the platform service, or its answer was lost
   OPEN_E_PARAM = -22,     // invalid value or argument
@@ -22,6 +25,7 @@ typedef enum {
   OPEN_E_UNAVAIL = -30,   // not available here (no address configured, say)
   OPEN_E_INTERNAL = -31,  // internal error of the platform
   OPEN_E_BUFFER = -32,    // an output buffer is too small for the answer
+  OPEN_E_INUSE = -33,     // the entry is still used by another setting and cannot be removed
 } open_error_t;
 
 // A caller's buffer: `size` bytes at `pstart`. For text the size counts the
@@ -32,7 +36,7 @@ typedef struct {
   void *pstart;
 } open_buffdesc;
 
-typedef enum {
+typedef enum : uint32_t {
   OPEN_AF_NONE = 0,
   OPEN_AF_INET = 1,   // IPv4: host-order 32-bit value
   OPEN_AF_INET6 = 2,  // IPv6: 16 bytes, network order
@@ -46,7 +50,7 @@ typedef struct {
   } addr;
 } open_inet_addr_t;
 
-typedef enum {
+typedef enum : uint32_t {
   OPEN_INTF_TYPE_PHY = 0,       // physical port
   OPEN_INTF_TYPE_CPU = 1,       // the CPU interface
   OPEN_INTF_TYPE_LAG = 2,       // port-channel (LAG)
@@ -57,79 +61,11 @@ typedef enum {
   OPEN_INTF_TYPE_ANY = 7,
 } OPEN_INTF_TYPE_t;
 
-typedef enum { OPEN_DISABLE = 0, OPEN_ENABLE = 1 } OPEN_CONTROL_t;
-typedef enum { OPEN_FALSE = 0, OPEN_TRUE = 1 } OPEN_BOOL_t;
+typedef enum : uint32_t { OPEN_DISABLE = 0, OPEN_ENABLE = 1 } OPEN_CONTROL_t;
+typedef enum : uint32_t { OPEN_FALSE = 0, OPEN_TRUE = 1 } OPEN_BOOL_t;
 
-// Access level that a successful user authentication reports.
-typedef enum {
-  OPEN_LOGIN_ACCESS_NONE = 0,
-  OPEN_LOGIN_ACCESS_READ_ONLY = 1,
-  OPEN_LOGIN_ACCESS_READ_WRITE = 2,
-} OPEN_LOGIN_ACCESS_LEVELS_t;
-
-// How the user was authenticated; only a local-database login is not remote.
-typedef enum {
-  OPEN_AUTH_METHOD_UNDEFINED = 0,
-  OPEN_AUTH_METHOD_RADIUS = 1,
-  OPEN_AUTH_METHOD_TACACS = 2,
-  OPEN_AUTH_METHOD_LOCAL = 3,
-} OPEN_USER_AUTH_METHOD_t;
-
-// Kind of management session a login opens (the agent opens kind 5).
-typedef enum {
-  OPEN_LOGIN_TYPE_UNKNOWN = 0,
-  OPEN_LOGIN_TYPE_SERIAL = 1,
-  OPEN_LOGIN_TYPE_TELNET = 2,
-  OPEN_LOGIN_TYPE_SSH = 3,
-  OPEN_LOGIN_TYPE_HTTP = 4,
-  OPEN_LOGIN_TYPE_HTTPS = 5,
-} OPEN_LOGIN_TYPE_t;
-
-typedef enum {
-  OPEN_USER_LOCKOUT_NONE = 0,
-  OPEN_USER_LOCKOUT_LOCKED = 1,
-} OPEN_USER_LOCKOUT_STATUS_t;
-
-// Version of the platform API.
-typedef struct {
-  uint8_t major;
-  uint8_t minor;
-  uint8_t maint_level;
-  uint8_t build_num;
-} open_revision_data_t;
-
-// VLAN types the platform reports.
-typedef enum {
-  OPEN_VLAN_TYPE_DEFAULT = 1,
-  OPEN_VLAN_TYPE_ADMIN = 2,   // created by an administrator
-  OPEN_VLAN_TYPE_DYNAMIC = 3, // learned (GVRP, 802.1X)
-} OPEN_VLAN_TYPE_t;
-
-// Dynamic ARP Inspection counters of one VLAN.
-typedef struct {
-  uint32_t dhcpDrops;
-  uint32_t dhcpPermits;
-  uint32_t aclDrops;
-  uint32_t aclPermits;
-  uint32_t sMacFailures;
-  uint32_t dMacFailures;
-  uint32_t ipValidFailures;
-  uint32_t forwarded;
-  uint32_t dropped;
-} OPEN_DAI_VLAN_STATS_t;
-
-typedef enum {
-  OPEN_ARP_ACL_RULE_ACTION_PERMIT = 1,
-  OPEN_ARP_ACL_RULE_ACTION_DENY = 2,
-} OPEN_ARP_ACL_RULE_ACTION_t;
-
-// Sizes of the platform's text fields, terminating NUL included.
+// Sizes of text fields shared by several families, terminating NUL included.
 enum {
   OPEN_APP_NAME_SIZE = 20,
-  OPEN_APP_STATUS_SIZE = 127,
-  OPEN_INTF_NAME_SIZE = 60,
-  OPEN_USER_NAME_SIZE = 65,
-  OPEN_PASSWORD_SIZE = 129,
-  OPEN_ARP_ACL_NAME_SIZE = 32,
   OPEN_MAC_TEXT_SIZE = 18,
 };

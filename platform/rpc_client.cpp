@@ -10,7 +10,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "platform/openapi.h"
+#include "platform/all_calls.h"
+#include "platform/stubs.h"
 #include "platform/rpc_socket.h"
 #include "support/device.h"
 

@@ -21,10 +21,11 @@ namespace veltrum::rpc {
 inline constexpr uint32_t kMaxFrame = 16u << 20;
 inline constexpr uint32_t kMaxBuffer = 8u << 20;
 
-// Call ids: platform calls count from 0, the simulator's control calls from
-// kControlBase, the channel's own messages from kChannelBase.
-inline constexpr uint32_t kControlBase = 0x10000;
-inline constexpr uint32_t kChannelBase = 0x20000;
+// Call ids: platform calls are (family << 12 | position) below 2^20 (see
+// platform/family.h), the simulator's control calls count from kControlBase,
+// the channel's own messages from kChannelBase.
+inline constexpr uint32_t kControlBase = 0x100000;
+inline constexpr uint32_t kChannelBase = 0x200000;
 inline constexpr uint32_t kHelloId = kChannelBase + 1;
 
 class Writer {

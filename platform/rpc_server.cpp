@@ -1,5 +1,6 @@
 #include "platform/rpc_server.h"
 
+#include "platform/all_calls.h"
 #include "platform/rpc_socket.h"
 
 #include <cerrno>

@@ -1,9 +1,9 @@
 // The service end of the RPC channel, used by the platform service (the
 // simulated switch). It listens on a Unix stream socket, serves each client
-// connection on a thread of its own, and hands every call to a
-// CallHandler. make_handler<Sig>(fn) turns a function with a call's exact
-// signature into a handler that decodes the arguments, runs the function and
-// encodes the answer.
+// connection on a thread of its own, and hands every call to its CallSink.
+// make_handler<Sig>(fn) turns a function with a call's exact signature into
+// a handler that decodes the arguments, runs the function (or answers an
+// injected fault) and encodes the answer.
 #pragma once
 
 #include <atomic>
@@ -15,14 +15,18 @@
 #include <thread>
 #include <tuple>
 
-#include "platform/openapi.h"
+#include "platform/client.h"
 #include "platform/rpc_codec.h"
 
 namespace veltrum::rpc {
 
 // One decoded call: reads its arguments from `in`, writes result and out
-// arguments to `out`; false when the arguments do not decode.
-using CallHandler = std::function<bool(openapiClientHandle_t *client, Reader &in, Writer &out)>;
+// arguments to `out`; false when the arguments do not decode. With a
+// `fault`, the call does not run: the arguments are decoded and checked as
+// always, the out arguments go back as they came, and the result is
+// *fault (an injected failure costs no second adapter per call).
+using CallHandler =
+    std::function<bool(openapiClientHandle_t *client, Reader &in, Writer &out, const open_error_t *fault)>;
 
 template <typename Sig>
 struct Adapter;
@@ -30,11 +34,12 @@ template <typename... A>
 struct Adapter<open_error_t(openapiClientHandle_t *, A...)> {
   template <typename F>
   static CallHandler make(F fn) {
-    return [fn = std::move(fn)](openapiClientHandle_t *client, Reader &in, Writer &out) -> bool {
+    return [fn = std::move(fn)](openapiClientHandle_t *client, Reader &in, Writer &out,
+                                const open_error_t *fault) -> bool {
       std::tuple<typename Codec<A>::Slot...> slots;
       bool decoded = std::apply([&](auto &...s) { return (Codec<A>::decode(in, s) && ... && true); }, slots);
       if (!decoded || !in.at_end()) return false;
-      open_error_t rc = std::apply([&](auto &...s) { return fn(client, s.arg()...); }, slots);
+      open_error_t rc = fault ? *fault : std::apply([&](auto &...s) { return fn(client, s.arg()...); }, slots);
       out.i32(rc);
       std::apply([&](auto &...s) { (Codec<A>::encode(out, s), ...); }, slots);
       return true;

@@ -15,7 +15,6 @@
 #include "support/log.h"
 #include "support/mem.h"
 #include "support/uptime.h"
-#include "uri/handlers.h"
 
 namespace {
 

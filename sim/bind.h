@@ -1,17 +1,24 @@
-// Ties uniform platform calls to settings of the store, so that a Get/Set
-// pair is one line of a feature file:
+// Ties platform calls to settings of the store.
 //
-//   bind_setting<CallId::rpcclt_openapiDaiIntfTrustGet,
-//                CallId::rpcclt_openapiDaiIntfTrustSet>(sim, "dai.intf.trust");
+// Plain settings need nothing here: their rows in platform/calls/ bind
+// themselves (sim/settings.cpp). For a Get/Set pair that has a row-like
+// shape but is declared in a call list (a setting shared with code of the
+// family, say), one line binds it:
 //
-// The shape of the call decides what it does: (client, T *) reads a global
-// setting, (client, uint32_t index, T *) a per-interface or per-VLAN one,
-// and the Set forms (client, T) and (client, uint32_t index, T) write them.
-// T is an integer or enumeration, or a text buffer (open_buffdesc).
+//   bind_setting<CallId::rpcclt_openapiXGet, CallId::rpcclt_openapiXSet>(sim, "x.key");
+//
+// The shape of the call decides what it does: (client, [index,] [selector,]
+// T *) reads, (client, [index,] [selector,] T) writes; T is an integer or
+// enumeration, or a text buffer (open_buffdesc). The binding is checked
+// when it is installed: the key must exist, its scope must match the
+// call's index, its type the call's T; a mismatch stops the service at
+// start (std::logic_error) rather than failing at request time.
 #pragma once
 
 #include <cstring>
+#include <stdexcept>
 #include <string>
+#include <tuple>
 #include <type_traits>
 
 #include "sim/sim.h"
@@ -26,6 +33,10 @@ std::string buffer_text(const open_buffdesc *in);
 
 namespace detail {
 
+template <typename T>
+constexpr bool kIsText = std::is_same_v<std::remove_cv_t<std::remove_pointer_t<T>>, open_buffdesc>;
+
+// Reads a setting into the call's out parameter.
 template <typename T>
 open_error_t read_into(const Value &v, T *out) {
   if (!out) return OPEN_E_PARAM;
@@ -45,44 +56,81 @@ Value value_of(const T &in) {
     return static_cast<int64_t>(in);
 }
 
+// The index and selector of a call's leading arguments, by the setting's
+// scope and selectors: (value), (index, value), (selector, value) or
+// (index, selector, value).
+struct Where {
+  uint32_t index = 0;
+  uint32_t selector = 0;
+};
+template <typename... A>
+Where where_of(const SettingSpec &spec, A... lead) {
+  uint32_t v[] = {static_cast<uint32_t>(lead)..., 0};
+  Where w;
+  size_t i = 0;
+  if (spec.scope != Scope::Global) w.index = v[i++];
+  if (spec.selectors) w.selector = v[i];
+  return w;
+}
+
+// Calls fn(lead..., last) with the arguments split off the last one.
+template <typename F, typename Tuple, size_t... I>
+open_error_t split_last(F &&fn, Tuple &&args, std::index_sequence<I...>) {
+  return fn(std::get<sizeof...(I)>(args), std::get<I>(args)...);
+}
+
+template <typename... A>
+void check_binding(const Store &store, const char *call, const std::string &key) {
+  if (!store.has_setting(key)) throw std::logic_error(std::string(call) + " is bound to an unknown setting " + key);
+  const SettingSpec &spec = store.spec(key);
+  size_t lead = (spec.scope != Scope::Global ? 1 : 0) + (spec.selectors ? 1 : 0);
+  if (sizeof...(A) != lead + 1)
+    throw std::logic_error(std::string(call) + " does not match the scope of setting " + key);
+  using Last = std::tuple_element_t<sizeof...(A) - 1, std::tuple<A...>>;
+  if (kIsText<Last> != (spec.initial.index() == 1))
+    throw std::logic_error(std::string(call) + " does not match the type of setting " + key);
+}
+
+template <typename Sig>
+struct Binder;
+template <typename... A>
+struct Binder<open_error_t(openapiClientHandle_t *, A...)> {
+  static rpc::CallHandler getter(Sim &sim, const char *call, std::string key) {
+    check_binding<A...>(sim.store(), call, key);
+    return rpc::make_handler<open_error_t(openapiClientHandle_t *, A...)>(
+        [&sim, key](openapiClientHandle_t *, A... args) -> open_error_t {
+          return split_last(
+              [&](auto *out, auto... lead) -> open_error_t {
+                Where w = where_of(sim.store().spec(key), lead...);
+                Value v;
+                if (open_error_t rc = sim.store().get(key, w.index, w.selector, v)) return rc;
+                return read_into(v, out);
+              },
+              std::forward_as_tuple(args...), std::make_index_sequence<sizeof...(A) - 1>{});
+        });
+  }
+  static rpc::CallHandler setter(Sim &sim, const char *call, std::string key) {
+    check_binding<A...>(sim.store(), call, key);
+    return rpc::make_handler<open_error_t(openapiClientHandle_t *, A...)>(
+        [&sim, key](openapiClientHandle_t *, A... args) -> open_error_t {
+          return split_last(
+              [&](auto in, auto... lead) -> open_error_t {
+                if constexpr (std::is_pointer_v<decltype(in)>)
+                  if (!in) return OPEN_E_PARAM;
+                Where w = where_of(sim.store().spec(key), lead...);
+                return sim.store().set(key, w.index, w.selector, value_of(in));
+              },
+              std::forward_as_tuple(args...), std::make_index_sequence<sizeof...(A) - 1>{});
+        });
+  }
+};
+
 }  // namespace detail
 
-template <rpc::CallId Get>
-void bind_get(Sim &sim, const char *key) {
-  sim.implement<Get>([&sim, key](openapiClientHandle_t *, auto... args) -> open_error_t {
-    Value v;
-    if constexpr (sizeof...(args) == 1) {
-      if (open_error_t rc = sim.store().get(key, v)) return rc;
-      return detail::read_into(v, args...);
-    } else {
-      auto tie = std::tie(args...);
-      if (open_error_t rc = sim.store().get(key, static_cast<uint32_t>(std::get<0>(tie)), v)) return rc;
-      return detail::read_into(v, std::get<1>(tie));
-    }
-  });
-}
-
-template <rpc::CallId Set>
-void bind_set(Sim &sim, const char *key) {
-  sim.implement<Set>([&sim, key](openapiClientHandle_t *, auto... args) -> open_error_t {
-    if constexpr (sizeof...(args) == 1) {
-      auto tie = std::tie(args...);
-      if constexpr (std::is_pointer_v<std::decay_t<decltype(std::get<0>(tie))>>)
-        if (!std::get<0>(tie)) return OPEN_E_PARAM;
-      return sim.store().set(key, detail::value_of(std::get<0>(tie)));
-    } else {
-      auto tie = std::tie(args...);
-      if constexpr (std::is_pointer_v<std::decay_t<decltype(std::get<1>(tie))>>)
-        if (!std::get<1>(tie)) return OPEN_E_PARAM;
-      return sim.store().set(key, static_cast<uint32_t>(std::get<0>(tie)), detail::value_of(std::get<1>(tie)));
-    }
-  });
-}
-
-template <rpc::CallId Get, rpc::CallId Set>
+template <auto Get, auto Set>
 void bind_setting(Sim &sim, const char *key) {
-  bind_get<Get>(sim, key);
-  bind_set<Set>(sim, key);
+  sim.implement_wire(rpc::wire_id_of<Get>(), detail::Binder<rpc::CallSig<Get>>::getter(sim, "getter", key));
+  sim.implement_wire(rpc::wire_id_of<Set>(), detail::Binder<rpc::CallSig<Set>>::setter(sim, "setter", key));
 }
 
 }  // namespace veltrum::sim

@@ -4,7 +4,7 @@
 // neither counted nor subject to injected faults. The agent never makes them.
 #pragma once
 
-#include "platform/openapi.h"
+#include "platform/stubs.h"
 
 #define VELTRUM_SIM_CONTROL_CALLS(X)                                                              \
   /* The next `count` calls of `callName` answer `result` instead of running. */                 \
@@ -56,8 +56,8 @@ VELTRUM_SIM_CONTROL_CALLS(VELTRUM_CONTROL_SIG)
 }  // namespace veltrum::sim
 
 #define VELTRUM_CONTROL_STUB(name, params)                                                          \
-  inline constexpr auto &name = veltrum::rpc::Stub<veltrum::rpc::kControlBase +                     \
-                                                       static_cast<uint32_t>(veltrum::sim::ControlId::name), \
-                                                   open_error_t params>::call;
+  inline constexpr auto &name = veltrum::rpc::StubOf<veltrum::rpc::kControlBase +                   \
+                                                         static_cast<uint32_t>(veltrum::sim::ControlId::name), \
+                                                     open_error_t params>::call;
 VELTRUM_SIM_CONTROL_CALLS(VELTRUM_CONTROL_STUB)
 #undef VELTRUM_CONTROL_STUB

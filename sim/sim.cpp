@@ -3,6 +3,10 @@
 #include <cstdio>
 #include <exception>
 
+#include <algorithm>
+#include <stdexcept>
+
+#include "platform/all_calls.h"
 #include "sim/bind.h"
 #include "support/files.h"
 #include "support/json_ptr.h"
@@ -13,7 +17,21 @@ namespace veltrum::sim {
 namespace {
 constexpr size_t kJournalLength = 4096;
 constexpr uint32_t kLagGap = 4;
+
+struct PartEntry {
+  uint32_t order;
+  const char *name;
+  PartInstaller install;
+};
+std::vector<PartEntry> &parts() {
+  static std::vector<PartEntry> registry;
+  return registry;
+}
 }  // namespace
+
+SimPart::SimPart(uint32_t order, const char *name, PartInstaller install) {
+  parts().push_back({order, name, install});
+}
 
 open_error_t fill_text(open_buffdesc *out, const std::string &text) {
   if (!out || !out->pstart) return OPEN_E_PARAM;
@@ -35,12 +53,13 @@ Sim::Sim(SimOptions options) : options_(std::move(options)), store_(*this) {
       {"image1", "7.8.11.19", "Release 7.8, maintenance 11", true, true},
       {"image2", "7.8.10.4", "Release 7.8, maintenance 10 (previous)", false, false},
   };
-  install_system(*this);
-  install_interfaces(*this);
-  install_vlans(*this);
-  install_network(*this);
-  install_users(*this);
-  install_dai(*this);
+  calls_.resize(rpc::kFamilyCount);
+  for (const auto &f : rpc::kFamilies) calls_[f.number].resize(f.count);
+  install_setting_rows(*this);
+  std::vector<PartEntry> ordered = parts();
+  std::stable_sort(ordered.begin(), ordered.end(),
+                   [](const PartEntry &a, const PartEntry &b) { return a.order < b.order; });
+  for (const auto &part : ordered) part.install(*this);
   install_control();
   apply_defaults();
 }
@@ -74,11 +93,39 @@ bool Sim::intf_exists(uint32_t ifNum, uint32_t type_mask) const {
 
 bool Sim::vlan_exists(uint32_t vlanId) const { return store_.table("vlans").find({int64_t{vlanId}}) != nullptr; }
 
+Sim::CallEntry *Sim::entry(uint32_t wire_id) {
+  uint32_t family = 0, position = 0;
+  if (!rpc::split_wire_id(wire_id, family, position)) return nullptr;
+  return &calls_[family][position];
+}
+
+void Sim::implement_wire(uint32_t wire_id, rpc::CallHandler handler) {
+  CallEntry *e = entry(wire_id);
+  if (!e) throw std::logic_error("implementation of an undeclared call id " + std::to_string(wire_id));
+  if (e->handler) throw std::logic_error(std::string(rpc::call_name(wire_id)) + " is implemented twice");
+  e->handler = std::move(handler);
+}
+
+int Sim::wire_id_of(const std::string &name) const {
+  for (const auto &f : rpc::kFamilies)
+    for (uint32_t p = 0; p < f.count; ++p)
+      if (name == f.names[p]) return static_cast<int>(rpc::wire_id(f.number, p));
+  return -1;
+}
+
 std::vector<std::string> Sim::missing_calls() const {
   std::vector<std::string> out;
-  for (uint32_t i = 0; i < rpc::kCallCount; ++i)
-    if (!calls_[i]) out.push_back(rpc::kCallNames[i]);
+  for (const auto &f : rpc::kFamilies)
+    for (uint32_t p = 0; p < f.count; ++p)
+      if (!calls_[f.number][p].handler) out.push_back(f.names[p]);
   return out;
+}
+
+uint32_t Sim::implemented_calls() const {
+  uint32_t n = 0;
+  for (const auto &family : calls_)
+    for (const auto &e : family) n += e.handler ? 1 : 0;
+  return n;
 }
 
 bool Sim::serve(uint32_t id, openapiClientHandle_t *client, rpc::Reader &in, rpc::Writer &out) {
@@ -87,28 +134,28 @@ bool Sim::serve(uint32_t id, openapiClientHandle_t *client, rpc::Reader &in, rpc
     if (id >= rpc::kControlBase) {
       uint32_t c = id - rpc::kControlBase;
       if (c >= controls_.size() || !controls_[c]) return false;
-      return controls_[c](client, in, out);
+      return controls_[c](client, in, out, nullptr);
     }
-    if (id >= rpc::kCallCount) return false;
-    ++counts_[id];
+    CallEntry *e = entry(id);
+    if (!e) return false;
+    ++e->count;
     journal_.push_back(id);
     if (journal_.size() > kJournalLength) journal_.pop_front();
-    if (fault_left_[id] > 0) {
-      if (fault_skip_[id] > 0) {
-        --fault_skip_[id];
-      } else {
-        --fault_left_[id];
-        return faulted_[id](client, in, out);
-      }
-    }
-    if (!calls_[id]) {
-      agent_log(4, "%s has no implementation", rpc::kCallNames[id]);
-      out.i32(OPEN_E_UNAVAIL);
+    if (!e->handler) {
+      agent_log(4, "%s has no implementation", rpc::call_name(id));
       return false;
     }
-    return calls_[id](client, in, out);
-  } catch (const std::exception &e) {
-    agent_log(1, "call %u failed inside the simulator: %s", id, e.what());
+    if (e->fault_left > 0) {
+      if (e->fault_skip > 0) {
+        --e->fault_skip;
+      } else {
+        --e->fault_left;
+        return e->handler(client, in, out, &e->fault_result);
+      }
+    }
+    return e->handler(client, in, out, nullptr);
+  } catch (const std::exception &ex) {
+    agent_log(1, "%s failed inside the simulator: %s", rpc::call_name(id), ex.what());
     return false;
   }
 }
@@ -145,19 +192,14 @@ void Sim::factory_reset_locked() {
 }
 
 void Sim::install_control() {
-  using rpc::CallId;
-  auto id_of = [](const open_buffdesc *name) -> int {
-    std::string n = buffer_text(name);
-    for (uint32_t i = 0; i < rpc::kCallCount; ++i)
-      if (n == rpc::kCallNames[i]) return static_cast<int>(i);
-    return -1;
-  };
+  auto id_of = [this](const open_buffdesc *name) { return wire_id_of(buffer_text(name)); };
   auto set_fault = [this, id_of](const open_buffdesc *name, uint32_t skip, uint32_t count, int32_t result) {
     int i = id_of(name);
     if (i < 0) return OPEN_E_NOT_FOUND;
-    fault_skip_[i] = skip;
-    fault_left_[i] = count;
-    fault_result_[i] = static_cast<open_error_t>(result);
+    CallEntry *e = entry(static_cast<uint32_t>(i));
+    e->fault_skip = skip;
+    e->fault_left = count;
+    e->fault_result = static_cast<open_error_t>(result);
     return OPEN_E_NONE;
   };
   implement_control<ControlId::simctlFaultSet>(
@@ -168,24 +210,25 @@ void Sim::install_control() {
       [set_fault](openapiClientHandle_t *, const open_buffdesc *name, uint32_t skip, uint32_t count,
                   int32_t result) { return set_fault(name, skip, count, result); });
   implement_control<ControlId::simctlFaultsClear>([this](openapiClientHandle_t *) {
-    fault_left_.fill(0);
-    fault_skip_.fill(0);
+    for (auto &family : calls_)
+      for (auto &e : family) e.fault_left = e.fault_skip = 0;
     return OPEN_E_NONE;
   });
   implement_control<ControlId::simctlCallCountGet>(
       [this, id_of](openapiClientHandle_t *, const open_buffdesc *name, uint32_t *count) {
         int i = id_of(name);
         if (i < 0) return OPEN_E_NOT_FOUND;
-        if (count) *count = counts_[i];
+        if (count) *count = entry(static_cast<uint32_t>(i))->count;
         return OPEN_E_NONE;
       });
   implement_control<ControlId::simctlCallJournalGet>([this](openapiClientHandle_t *, open_buffdesc *json) {
     JsonPtr names(json_object_new_array());
-    for (uint32_t id : journal_) json_object_array_add(names.get(), json_object_new_string(rpc::kCallNames[id]));
+    for (uint32_t id : journal_) json_object_array_add(names.get(), json_object_new_string(rpc::call_name(id)));
     return fill_text(json, json_text(names.get()));
   });
   implement_control<ControlId::simctlCallCountsReset>([this](openapiClientHandle_t *) {
-    counts_.fill(0);
+    for (auto &family : calls_)
+      for (auto &e : family) e.count = 0;
     journal_.clear();
     return OPEN_E_NONE;
   });

@@ -6,9 +6,9 @@
 // interface. VLAN ids up to `max_vlan`; VLAN 1 exists and every port is its
 // untagged member. User "admin" with the password "password", reported as a
 // default password until it is changed. Two firmware images, the first
-// active. State lives in a Store (sim/store.h);
-// each feature family installs its settings, tables and calls from
-// sim/features/.
+// active. State lives in a Store (sim/store.h); the plain settings of every
+// family are bound from their rows (platform/calls/), and each feature
+// family installs its tables and other calls from sim/features/.
 //
 // Every call runs under one lock, so the model is never seen half-changed.
 // The running configuration is saved to "/mnt/fastpath/startup-config.json"
@@ -16,6 +16,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -68,14 +69,15 @@ class Sim : public rpc::CallSink, public IndexOracle {
   bool intf_exists(uint32_t ifNum, uint32_t type_mask) const override;
   bool vlan_exists(uint32_t vlanId) const override;
 
-  // Feature families register their calls with these.
-  template <rpc::CallId Id, typename F>
+  // Feature families register their calls with these:
+  //   sim.implement<CallId::rpcclt_openapiArpAclCreate>([&sim](openapiClientHandle_t *, const open_buffdesc *name) {...});
+  // A call implemented twice is a programming error (std::logic_error at
+  // start), as is a declared call that nothing implements.
+  template <auto Id, typename F>
   void implement(F fn) {
-    using Sig = typename rpc::CallSig<Id>::type;
-    auto i = static_cast<uint32_t>(Id);
-    calls_[i] = rpc::make_handler<Sig>(std::move(fn));
-    faulted_[i] = rpc::make_handler<Sig>([this, i](openapiClientHandle_t *, auto...) { return fault_result_[i]; });
+    implement_wire(rpc::wire_id_of<Id>(), rpc::make_handler<rpc::CallSig<Id>>(std::move(fn)));
   }
+  void implement_wire(uint32_t wire_id, rpc::CallHandler handler);
   template <ControlId Id, typename F>
   void implement_control(F fn) {
     controls_[static_cast<uint32_t>(Id)] = rpc::make_handler<typename ControlSig<Id>::type>(std::move(fn));
@@ -84,8 +86,9 @@ class Sim : public rpc::CallSink, public IndexOracle {
   // configuration is applied) to put the default rows into tables.
   void on_factory_defaults(std::function<void(Sim &)> seed) { seeds_.push_back(std::move(seed)); }
 
-  // The platform calls that have no implementation (should be none).
+  // The names of declared platform calls without implementation.
   std::vector<std::string> missing_calls() const;
+  uint32_t implemented_calls() const;
 
   // rpc::CallSink: counts, faults, then the call, all under the lock.
   bool serve(uint32_t id, openapiClientHandle_t *client, rpc::Reader &in, rpc::Writer &out) override;
@@ -101,6 +104,15 @@ class Sim : public rpc::CallSink, public IndexOracle {
   void set_server(rpc::Server *server) { server_ = server; }
 
  private:
+  struct CallEntry {
+    rpc::CallHandler handler;
+    uint32_t count = 0;
+    uint32_t fault_skip = 0;
+    uint32_t fault_left = 0;
+    open_error_t fault_result = OPEN_E_NONE;
+  };
+  CallEntry *entry(uint32_t wire_id);
+  int wire_id_of(const std::string &name) const;
   void build_interfaces();
   void apply_defaults();
   void load_locked();
@@ -114,22 +126,33 @@ class Sim : public rpc::CallSink, public IndexOracle {
   rpc::Server *server_ = nullptr;
 
   std::mutex mu_;
-  std::array<rpc::CallHandler, rpc::kCallCount> calls_;
-  std::array<rpc::CallHandler, rpc::kCallCount> faulted_;
+  std::vector<std::vector<CallEntry>> calls_;  // by family, then position
   std::array<rpc::CallHandler, static_cast<size_t>(ControlId::Count)> controls_;
-  std::array<uint32_t, rpc::kCallCount> counts_{};
-  std::array<uint32_t, rpc::kCallCount> fault_skip_{};
-  std::array<uint32_t, rpc::kCallCount> fault_left_{};
-  std::array<open_error_t, rpc::kCallCount> fault_result_{};
   std::deque<uint32_t> journal_;
 };
 
-// Each feature family installs its settings, tables and calls.
-void install_system(Sim &sim);
-void install_interfaces(Sim &sim);
-void install_vlans(Sim &sim);
-void install_network(Sim &sim);
-void install_users(Sim &sim);
-void install_dai(Sim &sim);
+// Each part of the simulator (one per platform family, plus parts of its
+// own such as the device programs) installs its settings, tables and calls
+// from its own file:
+//
+//   VELTRUM_SIM_PART(dai, calls::dai::kFamily) {
+//     sim.store().define_table(...);
+//     sim.implement<CallId::rpcclt_openapiArpAclCreate>(...);
+//   }
+//
+// Parts install in `order` (the family number), after the plain settings
+// of every family, which the simulator binds from their rows by itself.
+using PartInstaller = void (*)(Sim &sim);
+struct SimPart {
+  SimPart(uint32_t order, const char *name, PartInstaller install);
+};
+
+#define VELTRUM_SIM_PART(name, order)                                              \
+  static void install_part_##name(::veltrum::sim::Sim &sim);                       \
+  static const ::veltrum::sim::SimPart sim_part_##name(order, #name, &install_part_##name); \
+  static void install_part_##name(::veltrum::sim::Sim &sim)
+
+// Binds the rows of every family's plain settings (sim/settings.cpp).
+void install_setting_rows(Sim &sim);
 
 }  // namespace veltrum::sim

@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/calls/00_system.h"
 #include "sim/control_calls.h"
 #include "support/device.h"
 

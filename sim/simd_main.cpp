@@ -6,11 +6,12 @@
 // platform calls on "<root>/run/openapi/openapi.sock" until SIGTERM or SIGINT.
 #include <csignal>
 #include <cstdio>
+#include <memory>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
-#include "platform/openapi.h"
+#include "platform/client.h"
 #include "sim/device_root.h"
 #include "sim/sim.h"
 #include "support/device.h"
@@ -74,9 +75,20 @@ int main(int argc, char **argv) {
   sigaddset(&signals, SIGINT);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-  veltrum::sim::Sim sim(options);
-  for (const auto &name : sim.missing_calls())
-    agent_log(4, "%s has no implementation", name.c_str());
+  // A wrong binding or a declared call without implementation is a fault of
+  // the build: the service refuses to start and says which.
+  std::unique_ptr<veltrum::sim::Sim> model;
+  try {
+    model = std::make_unique<veltrum::sim::Sim>(options);
+  } catch (const std::exception &e) {
+    std::fprintf(stderr, "veltrum-simd: %s\n", e.what());
+    return 1;
+  }
+  veltrum::sim::Sim &sim = *model;
+  if (auto missing = sim.missing_calls(); !missing.empty()) {
+    for (const auto &name : missing) std::fprintf(stderr, "veltrum-simd: %s has no implementation\n", name.c_str());
+    return 1;
+  }
   sim.load_config();
 
   veltrum::rpc::Server server(device_path(OPENAPI_SOCKET_PATH), sim);
@@ -86,7 +98,7 @@ int main(int argc, char **argv) {
                  std::strerror(errno));
     return 1;
   }
-  agent_log(6, "serving %u platform calls on %s", veltrum::rpc::kCallCount,
+  agent_log(6, "serving %u platform calls on %s", sim.implemented_calls(),
             device_path(OPENAPI_SOCKET_PATH).c_str());
 
   int sig = 0;

@@ -1,5 +1,9 @@
 #include "sim/store.h"
 
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <cctype>
 #include <stdexcept>
 
 namespace veltrum::sim {
@@ -60,16 +64,83 @@ void Table::erase_prefix(const Key &prefix) {
 
 // ---- settings ----
 
-void Store::define(const SettingSpec *specs, size_t count) {
-  for (size_t i = 0; i < count; ++i) {
-    if (settings_.count(specs[i].key)) throw std::logic_error(std::string("setting defined twice: ") + specs[i].key);
-    settings_.emplace(specs[i].key, Setting{&specs[i], specs[i].initial, {}});
+bool text_matches(TextSyntax syntax, const std::string &text) {
+  auto all = [&](auto pred) {
+    for (unsigned char c : text)
+      if (!pred(c)) return false;
+    return true;
+  };
+  in6_addr a6{};
+  in_addr a4{};
+  switch (syntax) {
+    case TextSyntax::ANY:
+      return all([](unsigned char c) { return c >= 0x20 && c < 0x7f; });
+    case TextSyntax::NAME:
+      return all([](unsigned char c) { return isalnum(c) || c == '-' || c == '_' || c == '.'; });
+    case TextSyntax::IPV4:
+      return inet_pton(AF_INET, text.c_str(), &a4) == 1;
+    case TextSyntax::IPV6:
+      return inet_pton(AF_INET6, text.c_str(), &a6) == 1;
+    case TextSyntax::IP:
+      return inet_pton(AF_INET, text.c_str(), &a4) == 1 || inet_pton(AF_INET6, text.c_str(), &a6) == 1;
+    case TextSyntax::HOST: {
+      if (text_matches(TextSyntax::IP, text)) return true;
+      // Dot-separated labels of 1 to 63 letters, digits and inner hyphens.
+      if (text.empty() || text.size() > 253) return false;
+      size_t start = 0;
+      while (start <= text.size()) {
+        size_t end = text.find('.', start);
+        if (end == std::string::npos) end = text.size();
+        size_t n = end - start;
+        if (n == 0 || n > 63 || text[start] == '-' || text[end - 1] == '-') return false;
+        for (size_t i = start; i < end; ++i)
+          if (!isalnum(static_cast<unsigned char>(text[i])) && text[i] != '-') return false;
+        start = end + 1;
+      }
+      return true;
+    }
+    case TextSyntax::MAC:
+      if (text.size() != 17) return false;
+      for (size_t i = 0; i < text.size(); ++i)
+        if (i % 3 == 2 ? text[i] != ':' : !isxdigit(static_cast<unsigned char>(text[i]))) return false;
+      return true;
   }
+  return false;
+}
+
+void Store::define(const SettingSpec &spec) {
+  if (settings_.count(spec.key)) throw std::logic_error("setting defined twice: " + spec.key);
+  if (spec.initial.index() == 0 && (std::get<int64_t>(spec.initial) < spec.min || std::get<int64_t>(spec.initial) > spec.max))
+    throw std::logic_error("default of " + spec.key + " lies outside its range");
+  settings_.emplace(spec.key, Setting{spec, {}, {}});
 }
 
 void Store::define_table(const TableSpec &spec) {
   if (tables_.count(spec.name)) throw std::logic_error(std::string("table defined twice: ") + spec.name);
   tables_.emplace(spec.name, Table(spec));
+}
+
+void Store::refer(const std::string &key, const std::string &table) {
+  auto it = settings_.find(key);
+  if (it == settings_.end() || it->second.spec.initial.index() != 1)
+    throw std::logic_error("a reference needs a text setting: " + key);
+  if (!tables_.count(table)) throw std::logic_error("a reference to an unknown table: " + table);
+  it->second.refers_to = table;
+}
+
+bool Store::referenced(const std::string &table, const Key &key) const {
+  if (key.size() != 1 || key[0].index() != 1) return false;
+  for (const auto &[name, s] : settings_) {
+    if (s.refers_to != table) continue;
+    for (const auto &[slot_, v] : s.values)
+      if (v == key[0]) return true;
+  }
+  return false;
+}
+
+open_error_t Store::remove_row(const std::string &table, const Key &key) {
+  if (referenced(table, key)) return OPEN_E_INUSE;
+  return this->table(table).erase(key);
 }
 
 const Store::Setting *Store::find(const std::string &key) const {
@@ -80,21 +151,26 @@ const Store::Setting *Store::find(const std::string &key) const {
 const SettingSpec &Store::spec(const std::string &key) const {
   const Setting *s = find(key);
   if (!s) throw std::logic_error("unknown setting: " + key);
-  return *s->spec;
+  return s->spec;
 }
 
-open_error_t Store::check(const SettingSpec &spec, const Value &v) const {
+open_error_t Store::check(const Setting &s, const Value &v) const {
+  const SettingSpec &spec = s.spec;
   if (v.index() != spec.initial.index()) return OPEN_E_PARAM;
   if (auto *i = std::get_if<int64_t>(&v)) return (*i < spec.min || *i > spec.max) ? OPEN_E_PARAM : OPEN_E_NONE;
-  auto n = static_cast<int64_t>(std::get<std::string>(v).size());
-  return (n < spec.min || n > spec.max) ? OPEN_E_PARAM : OPEN_E_NONE;
+  const auto &text = std::get<std::string>(v);
+  auto n = static_cast<int64_t>(text.size());
+  if (n < spec.min || n > spec.max) return OPEN_E_PARAM;
+  if (!text.empty() && !text_matches(spec.syntax, text)) return OPEN_E_PARAM;
+  if (!text.empty() && !s.refers_to.empty() && !table(s.refers_to).find({text})) return OPEN_E_NOT_FOUND;
+  return OPEN_E_NONE;
 }
 
 open_error_t Store::check_index(const std::string &key, uint32_t index) const {
   const SettingSpec &s = spec(key);
   switch (s.scope) {
     case Scope::Global:
-      return OPEN_E_NONE;
+      return index == 0 ? OPEN_E_NONE : OPEN_E_PARAM;
     case Scope::Intf:
       return oracle_.intf_exists(index, s.intf_types) ? OPEN_E_NONE : OPEN_E_PARAM;
     case Scope::Vlan:
@@ -103,48 +179,31 @@ open_error_t Store::check_index(const std::string &key, uint32_t index) const {
   return OPEN_E_INTERNAL;
 }
 
-open_error_t Store::get(const std::string &key, Value &out) const {
+open_error_t Store::get(const std::string &key, uint32_t index, uint32_t selector, Value &out) const {
   const Setting *s = find(key);
-  if (!s || s->spec->scope != Scope::Global) return OPEN_E_INTERNAL;
-  out = s->global;
-  return OPEN_E_NONE;
-}
-
-open_error_t Store::get(const std::string &key, uint32_t index, Value &out) const {
-  const Setting *s = find(key);
-  if (!s || s->spec->scope == Scope::Global) return OPEN_E_INTERNAL;
+  if (!s) return OPEN_E_INTERNAL;
   if (open_error_t rc = check_index(key, index)) return rc;
-  auto it = s->per_index.find(index);
-  out = it == s->per_index.end() ? s->spec->initial : it->second;
+  if (selector >= std::max<uint32_t>(s->spec.selectors, 1)) return OPEN_E_PARAM;
+  auto it = s->values.find(slot(index, selector));
+  out = it == s->values.end() ? s->spec.initial : it->second;
   return OPEN_E_NONE;
 }
 
-open_error_t Store::set(const std::string &key, const Value &v) {
+open_error_t Store::set(const std::string &key, uint32_t index, uint32_t selector, const Value &v) {
   auto it = settings_.find(key);
-  if (it == settings_.end() || it->second.spec->scope != Scope::Global) return OPEN_E_INTERNAL;
-  if (open_error_t rc = check(*it->second.spec, v)) return rc;
-  it->second.global = v;
-  return OPEN_E_NONE;
-}
-
-open_error_t Store::set(const std::string &key, uint32_t index, const Value &v) {
-  auto it = settings_.find(key);
-  if (it == settings_.end() || it->second.spec->scope == Scope::Global) return OPEN_E_INTERNAL;
+  if (it == settings_.end()) return OPEN_E_INTERNAL;
+  Setting &s = it->second;
   if (open_error_t rc = check_index(key, index)) return rc;
-  if (open_error_t rc = check(*it->second.spec, v)) return rc;
-  if (v == it->second.spec->initial)
-    it->second.per_index.erase(index);
+  if (selector >= std::max<uint32_t>(s.spec.selectors, 1)) return OPEN_E_PARAM;
+  if (open_error_t rc = check(s, v)) return rc;
+  if (v == s.spec.initial)
+    s.values.erase(slot(index, selector));
   else
-    it->second.per_index[index] = v;
+    s.values[slot(index, selector)] = v;
   return OPEN_E_NONE;
 }
 
-int64_t Store::integer(const std::string &key) const {
-  Value v;
-  get(key, v);
-  auto *i = std::get_if<int64_t>(&v);
-  return i ? *i : 0;
-}
+int64_t Store::integer(const std::string &key) const { return integer(key, 0); }
 
 int64_t Store::integer(const std::string &key, uint32_t index) const {
   Value v;
@@ -153,12 +212,7 @@ int64_t Store::integer(const std::string &key, uint32_t index) const {
   return i ? *i : 0;
 }
 
-std::string Store::text(const std::string &key) const {
-  Value v;
-  get(key, v);
-  auto *t = std::get_if<std::string>(&v);
-  return t ? *t : std::string();
-}
+std::string Store::text(const std::string &key) const { return text(key, 0); }
 
 std::string Store::text(const std::string &key, uint32_t index) const {
   Value v;
@@ -168,8 +222,10 @@ std::string Store::text(const std::string &key, uint32_t index) const {
 }
 
 void Store::forget_index(Scope scope, uint32_t index) {
-  for (auto &[key, s] : settings_)
-    if (s.spec->scope == scope) s.per_index.erase(index);
+  for (auto &[key, s] : settings_) {
+    if (s.spec.scope != scope) continue;
+    s.values.erase(s.values.lower_bound(slot(index, 0)), s.values.lower_bound(slot(index + 1, 0)));
+  }
 }
 
 Table &Store::table(const std::string &name) {
@@ -185,19 +241,13 @@ const Table &Store::table(const std::string &name) const {
 }
 
 void Store::reset() {
-  for (auto &[key, s] : settings_) {
-    s.global = s.spec->initial;
-    s.per_index.clear();
-  }
+  for (auto &[key, s] : settings_) s.values.clear();
   for (auto &[name, t] : tables_) t.clear();
 }
 
 void Store::reset_dynamic() {
-  for (auto &[key, s] : settings_) {
-    if (s.spec->persist) continue;
-    s.global = s.spec->initial;
-    s.per_index.clear();
-  }
+  for (auto &[key, s] : settings_)
+    if (!s.spec.persist) s.values.clear();
   for (auto &[name, t] : tables_)
     if (!t.spec().persist) t.clear();
 }
@@ -258,22 +308,47 @@ bool from_json(json_object *o, Record &out) {
   return true;
 }
 
-static json_object *setting_json(const SettingSpec &spec, const Value &global,
-                                 const std::map<uint32_t, Value> &per_index) {
-  if (spec.scope == Scope::Global) return to_json(global);
+// A setting's values as JSON: the value for a global setting without
+// selectors; otherwise an object keyed "index" or "index/selector".
+json_object *Store::values_json(const Setting &s) const {
+  if (s.spec.scope == Scope::Global && s.spec.selectors == 0) {
+    auto it = s.values.find(0);
+    return to_json(it == s.values.end() ? s.spec.initial : it->second);
+  }
   json_object *o = json_object_new_object();
-  for (const auto &[index, v] : per_index) json_object_object_add(o, std::to_string(index).c_str(), to_json(v));
+  for (const auto &[where, v] : s.values) {
+    std::string name = std::to_string(where >> 16);
+    if (s.spec.selectors) name += "/" + std::to_string(where & 0xffff);
+    json_object_object_add(o, name.c_str(), to_json(v));
+  }
   return o;
+}
+
+void Store::load_values(Setting &s, json_object *val) {
+  if (s.spec.scope == Scope::Global && s.spec.selectors == 0) {
+    Value v;
+    if (from_json(val, v) && check(s, v) == OPEN_E_NONE && v != s.spec.initial) s.values[0] = v;
+    return;
+  }
+  if (!json_object_is_type(val, json_type_object)) return;
+  json_object_object_foreach(val, where, item) {
+    char *end = nullptr;
+    unsigned long index = strtoul(where, &end, 10);
+    unsigned long selector = 0;
+    if (*end == '/') selector = strtoul(end + 1, &end, 10);
+    Value v;
+    if (*end || index > UINT32_MAX || selector > 0xffff || !from_json(item, v) || check(s, v) != OPEN_E_NONE) continue;
+    s.values[slot(static_cast<uint32_t>(index), static_cast<uint32_t>(selector))] = v;
+  }
 }
 
 json_object *Store::save_json() const {
   json_object *root = json_object_new_object();
   json_object *settings = json_object_new_object();
   for (const auto &[key, s] : settings_) {
-    if (!s.spec->persist) continue;
     // Only what differs from the factory default is written.
-    if (s.spec->scope == Scope::Global ? s.global == s.spec->initial : s.per_index.empty()) continue;
-    json_object_object_add(settings, key.c_str(), setting_json(*s.spec, s.global, s.per_index));
+    if (!s.spec.persist || s.values.empty()) continue;
+    json_object_object_add(settings, key.c_str(), values_json(s));
   }
   json_object *tables = json_object_new_object();
   for (const auto &[name, t] : tables_) {
@@ -299,21 +374,8 @@ bool Store::load_json(json_object *root) {
   if (json_object_object_get_ex(root, "settings", &settings) && json_object_is_type(settings, json_type_object)) {
     json_object_object_foreach(settings, key, val) {
       auto it = settings_.find(key);
-      if (it == settings_.end() || !it->second.spec->persist) continue;
-      Setting &s = it->second;
-      if (s.spec->scope == Scope::Global) {
-        Value v;
-        if (from_json(val, v) && check(*s.spec, v) == OPEN_E_NONE) s.global = v;
-        continue;
-      }
-      if (!json_object_is_type(val, json_type_object)) continue;
-      json_object_object_foreach(val, index_text, item) {
-        Value v;
-        char *end = nullptr;
-        unsigned long index = strtoul(index_text, &end, 10);
-        if (*end || !from_json(item, v) || check(*s.spec, v) != OPEN_E_NONE) continue;
-        s.per_index[static_cast<uint32_t>(index)] = v;
-      }
+      if (it == settings_.end() || !it->second.spec.persist) continue;
+      load_values(it->second, val);
     }
   }
   if (json_object_object_get_ex(root, "tables", &tables) && json_object_is_type(tables, json_type_object)) {
@@ -339,8 +401,8 @@ bool Store::load_json(json_object *root) {
 json_object *Store::dump(const std::string &name) const {
   if (const Setting *s = find(name)) {
     json_object *o = json_object_new_object();
-    json_object_object_add(o, "default", to_json(s->spec->initial));
-    json_object_object_add(o, "value", setting_json(*s->spec, s->global, s->per_index));
+    json_object_object_add(o, "default", to_json(s->spec.initial));
+    json_object_object_add(o, "value", values_json(*s));
     return o;
   }
   auto it = tables_.find(name);
@@ -362,9 +424,12 @@ open_error_t Store::poke(const std::string &name, json_object *body) {
   if (auto it = settings_.find(name); it != settings_.end()) {
     Value v;
     if (!json_object_object_get_ex(body, "value", &val) || !from_json(val, v)) return OPEN_E_PARAM;
-    if (json_object_object_get_ex(body, "index", &index))
-      return set(name, static_cast<uint32_t>(json_object_get_int64(index)), v);
-    return set(name, v);
+    json_object *selector = nullptr;
+    uint32_t i = 0, sel = 0;
+    if (json_object_object_get_ex(body, "index", &index)) i = static_cast<uint32_t>(json_object_get_int64(index));
+    if (json_object_object_get_ex(body, "selector", &selector))
+      sel = static_cast<uint32_t>(json_object_get_int64(selector));
+    return set(name, i, sel, v);
   }
   auto it = tables_.find(name);
   if (it == tables_.end()) return OPEN_E_NOT_FOUND;

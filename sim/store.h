@@ -1,8 +1,11 @@
 // The simulated switch's state layer.
 //
 // Settings are named values with a scope: one value for the switch
-// (Global), one per interface (Intf) or one per VLAN (Vlan), each with a
-// default and a range (for text: a longest length). Tables are keyed rows
+// (Global), one per interface (Intf) or one per VLAN (Vlan), optionally
+// per selector as well (an address family, a storm type), each with a
+// default and the platform's range (for text: a length range and a
+// syntax). A text setting may name rows of a table (an ACL, say): then it
+// only names rows that exist, and such rows cannot be removed while named. Tables are keyed rows
 // of named values, walked in key order by the first/next calls. Both carry
 // a `persist` mark: persistent state is part of the running configuration
 // and is saved and loaded; the rest (link states, counters, learned entries)
@@ -20,7 +23,7 @@
 
 #include <json-c/json.h>
 
-#include "platform/open_types.h"
+#include "platform/family.h"
 
 namespace veltrum::sim {
 
@@ -32,14 +35,24 @@ enum class Scope { Global, Intf, Vlan };
 inline constexpr uint32_t intf_bit(OPEN_INTF_TYPE_t t) { return 1u << static_cast<unsigned>(t); }
 inline constexpr uint32_t kPhyAndLag = intf_bit(OPEN_INTF_TYPE_PHY) | intf_bit(OPEN_INTF_TYPE_LAG);
 
+// What a text setting accepts besides its length (the empty text is
+// accepted whenever the shortest length is 0):
+//   ANY   printable ASCII            NAME  letters, digits, "-", "_", "."
+//   HOST  a host name or an address  IPV4, IPV6, IP  an address text
+//   MAC   "hh:hh:hh:hh:hh:hh"
+using TextSyntax = rpc::TextSyntax;
+bool text_matches(TextSyntax syntax, const std::string &text);
+
 struct SettingSpec {
-  const char *key;
-  Scope scope;
-  Value initial;   // the factory default
-  int64_t min = 0; // integers: the accepted range; text: min and max length
+  std::string key;
+  Scope scope = Scope::Global;
+  Value initial = int64_t{0};  // the factory default
+  int64_t min = 0;             // integers: the accepted range; text: min and max length
   int64_t max = 1;
   bool persist = true;
   uint32_t intf_types = kPhyAndLag;
+  uint32_t selectors = 0;      // a selector 0..selectors-1 after the index (0: none)
+  TextSyntax syntax = TextSyntax::ANY;
 };
 
 struct TableSpec {
@@ -76,7 +89,7 @@ class Table {
   const std::map<Key, Record> &rows() const { return rows_; }
 
  private:
-  const TableSpec &spec_;
+  TableSpec spec_;
   std::map<Key, Record> rows_;
 };
 
@@ -92,22 +105,36 @@ class Store {
  public:
   explicit Store(const IndexOracle &oracle) : oracle_(oracle) {}
 
-  void define(const SettingSpec *specs, size_t count);
+  // Defining a setting or a table twice is a programming error
+  // (std::logic_error, which stops the service at start).
+  void define(const SettingSpec &spec);
   template <size_t N>
   void define(const SettingSpec (&specs)[N]) {
-    define(specs, N);
+    for (const auto &s : specs) define(s);
   }
   void define_table(const TableSpec &spec);
+  // The non-empty values of text setting `key` name rows of `table` (keyed
+  // by that one text): a value naming no row is refused (OPEN_E_NOT_FOUND),
+  // and a row still named cannot be removed (OPEN_E_INUSE).
+  void refer(const std::string &key, const std::string &table);
+  // Removes a row after checking that no setting refers to it.
+  open_error_t remove_row(const std::string &table, const Key &key);
+  // The first setting (key and index) whose value names row `key` of
+  // `table`, or false.
+  bool referenced(const std::string &table, const Key &key) const;
 
   // Checks the key's index for its scope: OPEN_E_PARAM for an unknown
   // interface, OPEN_E_NOT_FOUND for an absent VLAN.
   open_error_t check_index(const std::string &key, uint32_t index) const;
 
   // Reads and writes. A write is checked against its SettingSpec (OPEN_E_PARAM).
-  open_error_t get(const std::string &key, Value &out) const;
-  open_error_t get(const std::string &key, uint32_t index, Value &out) const;
-  open_error_t set(const std::string &key, const Value &v);
-  open_error_t set(const std::string &key, uint32_t index, const Value &v);
+  // Global settings take index 0; `selector` counts from 0.
+  open_error_t get(const std::string &key, Value &out) const { return get(key, 0, out); }
+  open_error_t get(const std::string &key, uint32_t index, Value &out) const { return get(key, index, 0, out); }
+  open_error_t get(const std::string &key, uint32_t index, uint32_t selector, Value &out) const;
+  open_error_t set(const std::string &key, const Value &v) { return set(key, 0, v); }
+  open_error_t set(const std::string &key, uint32_t index, const Value &v) { return set(key, index, 0, v); }
+  open_error_t set(const std::string &key, uint32_t index, uint32_t selector, const Value &v);
   // Convenience for the implementation code: the value or its default.
   int64_t integer(const std::string &key) const;
   int64_t integer(const std::string &key, uint32_t index) const;
@@ -141,13 +168,17 @@ class Store {
   open_error_t poke(const std::string &name, json_object *body);
 
  private:
+  // Values that differ from the default, by (index << 16 | selector).
   struct Setting {
-    const SettingSpec *spec;
-    Value global;
-    std::map<uint32_t, Value> per_index;
+    SettingSpec spec;
+    std::map<uint64_t, Value> values;
+    std::string refers_to;  // a table, or ""
   };
-  open_error_t check(const SettingSpec &spec, const Value &v) const;
+  static uint64_t slot(uint32_t index, uint32_t selector) { return uint64_t{index} << 16 | selector; }
+  open_error_t check(const Setting &s, const Value &v) const;
   const Setting *find(const std::string &key) const;
+  json_object *values_json(const Setting &s) const;
+  void load_values(Setting &s, json_object *val);
 
   const IndexOracle &oracle_;
   std::map<std::string, Setting> settings_;

@@ -1,15 +1,13 @@
 // Dynamic ARP Inspection: "dai_global_cfg", "dai_vlan_cfg", "dai_intf_cfg",
 // "dai_acl_cfg", "dai_aclrule_cfg", "dai_stats".
 //
-// The global, per-VLAN and per-interface settings are declarations served
-// by the shared walkers of core/handler.h; ARP ACLs, their rules and the
-// counters have code of their own on the same helpers.
-#include <arpa/inet.h>
-
-#include "core/handler.h"
+// Every resource is a declaration served by the shared walkers; the only
+// code of its own is the check of a rule's address, which asks the
+// platform to convert it before it is validated.
+#include "core/platform_call.h"
 #include "core/validate.h"
+#include "platform/calls/10_dai.h"
 #include "support/log.h"
-#include "uri/handlers.h"
 
 using namespace veltrum::handler;
 
@@ -23,9 +21,10 @@ constexpr int kDaiAclAggregate = 115;
 constexpr int kDaiIntfAggregate = 116;
 constexpr int kDaiAclRuleAggregate = 117;
 
-constexpr size_t kAclNameMax = 32;  // characters; buffers hold one more
+// ARP ACL names are handed over with at most 32 characters.
+constexpr size_t kAclNameMax = 32;
 
-// ---- dai_global_cfg
+// ---------------------------------------------------------------- dai_global_cfg
 
 const Field kGlobalFields[] = {
     {"smac", flag("Invalid Source Mac Mode %d "),
@@ -41,9 +40,9 @@ const Field kGlobalFields[] = {
      "Failed to get the IP address validation mode and error code:%d",
      "Failed to set the IP address validation mode %d and error code : %d", SetLog::ValueRc},
 };
-const Resource kGlobal{"dai_global_cfg", Shape::Scalar, kGlobalFields, std::size(kGlobalFields)};
+const Resource kGlobal{.name = "dai_global_cfg", .walk = scalar(), .fields = kGlobalFields};
 
-// ---- dai_vlan_cfg
+// ---------------------------------------------------------------- dai_vlan_cfg
 
 const Field kVlanFields[] = {
     {"vlan", vlan_check("Validation failed for vlan id: %d.\n")},
@@ -56,7 +55,8 @@ const Field kVlanFields[] = {
      "Failed to get the Invalid Packets and error code:%d",
      "Failed to set the Invalid Packets for vlan id:%d and error code : %d", SetLog::IndexRc},
     {"acl", no_check(),
-     platform_get<&rpcclt_openapiDaiVlanArpAclGet, kAclNameMax>, platform_set<&rpcclt_openapiDaiVlanArpAclSet, kAclNameMax>,
+     platform_get<&rpcclt_openapiDaiVlanArpAclGet, kAclNameMax>,
+     set<&rpcclt_openapiDaiVlanArpAclSet, Idx<0>, Val>,
      "Failed to get the ARP ACL Name and error code:%d",
      "Failed to set the ARP ACL Name :%s and error code : %d", SetLog::ValueRc},
     {"staticFlag", no_check(),
@@ -64,9 +64,9 @@ const Field kVlanFields[] = {
      "Failed to get the ARP ACL Static Flag and error code:%d",
      "Failed to set the ARP ACL Static Flag for vlan id :%d and error code : %d", SetLog::IndexRc},
 };
-const Resource kVlan{"dai_vlan_cfg", Shape::Vlan, kVlanFields, std::size(kVlanFields), kDaiVlanAggregate};
+const Resource kVlan{.name = "dai_vlan_cfg", .walk = vlans(), .fields = kVlanFields, .aggregate = kDaiVlanAggregate};
 
-// ---- dai_intf_cfg
+// ---------------------------------------------------------------- dai_intf_cfg
 
 const Field kIntfFields[] = {
     {"port", port_check(3, "Port validation failed")},
@@ -80,295 +80,126 @@ const Field kIntfFields[] = {
      platform_get<&rpcclt_openapiDaiIntfBurstIntervalGet>, platform_set<&rpcclt_openapiDaiIntfBurstIntervalSet>,
      "Failed to get DAI snooping burst interval : %d", "Failed to set DAI burst interval :%d"},
 };
-const Resource kIntf{"dai_intf_cfg", Shape::Interface, kIntfFields, std::size(kIntfFields), kDaiIntfAggregate,
-                     "Parsing Error 'dai_intf_cfg' object "};
+const Resource kIntf{.name = "dai_intf_cfg", .walk = ports(), .fields = kIntfFields, .aggregate = kDaiIntfAggregate,
+                     .missing_key_log = "Parsing Error 'dai_intf_cfg' object "};
 
-// A text of at most 32 characters in a zeroed 33-byte buffer, handed to
-// the platform with its length plus one.
-// The descriptor points into the object itself, so it is neither copied
-// nor moved.
-struct AclName {
-  char text[kAclNameMax + 1] = {};
-  open_buffdesc desc{1, text};
-  explicit AclName(const char *name = "") { assign(name); }
-  AclName(const AclName &) = delete;
-  AclName &operator=(const AclName &) = delete;
-  void assign(const char *name) {
-    std::memset(text, 0, sizeof text);
-    strncpyt(text, name, kAclNameMax);
-    desc.size = static_cast<uint32_t>(std::strlen(text) + 1);
-  }
+// ---------------------------------------------------------------- dai_acl_cfg
+
+// The ARP ACL names in platform order: an empty name asks for the first.
+constexpr Cursor kAclWalk = cursor<&rpcclt_openapiArpAclNextGet, Txt<0, kAclNameMax>, NextTxt<0, kAclNameMax>>;
+constexpr const char *kAclWalkError = "Failed to get the ACL Names and error code: %d";
+
+const Field kAclFields[] = {
+    {"name", any_text(), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
 };
+const Resource kAcl{.name = "dai_acl_cfg",
+                    .walk = list(kAclWalk, kAclWalkError),
+                    .fields = kAclFields,
+                    .aggregate = kDaiAclAggregate,
+                    .create = act<&rpcclt_openapiArpAclCreate, Txt<0, kAclNameMax>>,
+                    .create_error = "Failed to set the ACL Name: %s and error code : %d",
+                    .create_log = ActionLog::TextRc,
+                    .remove = act<&rpcclt_openapiArpAclDelete, Txt<0, kAclNameMax>>,
+                    .remove_error = "Failed to delete the ACL Name: %s and error code : %d",
+                    .remove_log = ActionLog::TextRc};
 
-// Walks the ARP ACL names in platform order; `visit` answers false to stop.
-// Answers 0 at the end of the list (the platform's "not found"), or the
-// result of a walk that failed on the way.
-template <typename F>
-int for_each_arp_acl(F visit) {
-  AclName current;
-  for (;;) {
-    char next[kAclNameMax + 1] = {};
-    open_buffdesc out{kAclNameMax, next};
-    int rc = rpcclt_openapiArpAclNextGet(&g_client_handle, &current.desc, &out);
-    if (rc == OPEN_E_NOT_FOUND) return OPEN_E_NONE;
-    if (rc != OPEN_E_NONE) return rc;
-    current.assign(next);
-    if (!visit(current.text)) return OPEN_E_NONE;
-  }
-}
+// ---------------------------------------------------------------- dai_aclrule_cfg
 
-// Ends a GET whose ACL name walk may have failed.
-void finish_acl_walk(Outcome &out, int walk, ResponseHolder *response, const char *name, json_object *data) {
-  out.rc = 0;
-  if (walk != OPEN_E_NONE) {
-    agent_log(4, "Failed to get the ACL Names and error code: %d", walk);
-    out.rc = -1;
-  }
-  out.finish_read(response, name, data);
-}
-
-// The rules of one ARP ACL as a JSON array.
-json_object *arp_acl_rules(const AclName &acl) {
-  json_object *rules = json_object_new_array();
-  uint32_t seq = 0;
-  for (;;) {
-    uint32_t ip = 0;
-    char mac[kAclNameMax + 1] = {};
-    open_buffdesc mac_desc{kAclNameMax, mac};
-    OPEN_ARP_ACL_RULE_ACTION_t action{};
-    if (rpcclt_openapiArpAclRuleNextGetV2(&g_client_handle, &acl.desc, seq, &seq, &ip, &mac_desc, &action) !=
-        OPEN_E_NONE)
-      break;
-    char ip_text[INET_ADDRSTRLEN] = {};
-    in_addr addr{htonl(ip)};
-    inet_ntop(AF_INET, &addr, ip_text, sizeof ip_text);
-    json_object *rule = json_object_new_object();
-    json_object_object_add(rule, "idx", json_object_new_int64(seq));
-    json_object_object_add(rule, "ip", json_object_new_string(ip_text));
-    json_object_object_add(rule, "mac", json_object_new_string(mac));
-    json_object_object_add(rule, "action", json_object_new_int(action));
-    json_object_array_add(rules, rule);
-  }
-  return rules;
-}
-
-// Checks one rule element of a POST; false after recording the failure.
-// `ip` gets the address (0 for an empty text: any address).
-bool check_arp_rule(Outcome &out, json_object *const *v, uint32_t *ip) {
-  if (!check_value(out, "idx", non_zero("Invalid Id Number"), v[0])) return false;
-  const char *ip_text = text_of(v[1]);
-  *ip = 0;
-  if (*ip_text) {
-    char buffer[32] = {};
-    strncpyt(buffer, ip_text, sizeof buffer - 1);
-    open_buffdesc desc{static_cast<uint32_t>(std::strlen(buffer) + 1), buffer};
-    if (rpcclt_openapiInetAton(&g_client_handle, &desc, ip) != OPEN_E_NONE) {
-      out.fail("Error in converting ip address string\n");
-      return false;
-    }
-    if (validate_ipv4_text(ip_text) != 0) {
-      out.fail("Invalid IP Address");
-      out.code(11);
-      out.detail_text("params", "Source IP Address");
-      out.detail_text("value", ip_text);
-      return false;
-    }
-  }
-  return check_value(out, "mac", mac_check("Source MAC Address", "Invalid Mac Address"), v[2]) &&
-         check_value(out, "action", choice(1, 2, "Invalid action"), v[3]);
-}
-
-// The nested walk of dai_aclrule_cfg: every rule of every ACL of the body.
-// `apply` handles one parsed rule of one ACL. Answers false when the body
-// itself is unusable (which ends the whole request).
-template <typename F>
-bool for_each_arp_rule(Outcome &out, json_object *request, const char *const *keys, size_t key_count, F apply) {
-  json_object *body = nullptr;
-  json_object *acls = nullptr;
-  if (!request || !json_object_object_get_ex(request, "dai_aclrule_cfg", &body)) {
-    agent_log(4, "Parsing Error %s object ", "dai_aclrule_cfg");
+// An empty address is any address. Otherwise the platform converts it
+// first, and then it must be an IPv4 address text.
+bool check_rule_address(Outcome &out, const char *, json_object *value) {
+  std::string text;
+  if (!read_text(value, text)) {
+    out.fail("Error in converting ip address string\n");
     return false;
   }
-  if (!json_object_object_get_ex(body, "acls", &acls) || !json_object_is_type(acls, json_type_array)) {
-    agent_log(4, "Parsing error - acls");
+  if (text.empty()) return true;
+  char buffer[32] = {};
+  strncpyt(buffer, text.c_str(), sizeof buffer - 1);
+  open_buffdesc desc{static_cast<uint32_t>(std::strlen(buffer) + 1), buffer};
+  uint32_t address = 0;
+  if (rpcclt_openapiInetAton(&g_client_handle, &desc, &address) != OPEN_E_NONE) {
+    out.fail("Error in converting ip address string\n");
     return false;
   }
-  for (size_t a = 0; a < json_object_array_length(acls); ++a) {
-    json_object *acl = json_object_array_get_idx(acls, a);
-    JsonField name{"name", nullptr};
-    if (parse_json_fields(nullptr, acl, &name, 1, false) != 0) continue;
-    AclName acl_name(text_of(name.value));
-    json_object *rules = nullptr;
-    if (!json_object_object_get_ex(acl, "aclrules", &rules)) {
-      agent_log(4, "Parsing Error 'aclrules' object ");
-      return false;
-    }
-    if (!json_object_is_type(rules, json_type_array)) {
-      agent_log(4, "Parsing error - expected aclrules array ");
-      return false;
-    }
-    for (size_t r = 0; r < json_object_array_length(rules); ++r) {
-      JsonField fields[4];
-      for (size_t i = 0; i < key_count; ++i) fields[i] = {keys[i], nullptr};
-      if (parse_json_fields(nullptr, json_object_array_get_idx(rules, r), fields, key_count, false) != 0) continue;
-      json_object *values[4] = {};
-      for (size_t i = 0; i < key_count; ++i) values[i] = fields[i].value;
-      apply(acl_name, values);
-    }
+  if (validate_ipv4_text(text.c_str()) != 0) {
+    out.fail("Invalid IP Address");
+    out.code(11);
+    out.detail_text("params", "Source IP Address");
+    out.detail_text("value", text.c_str());
+    return false;
   }
   return true;
 }
 
-}  // namespace
+// The rules of one ACL by sequence number (0 asks for the first); the same
+// call gives each rule's match and action.
+constexpr Cursor kRuleWalk =
+    cursor<&rpcclt_openapiArpAclRuleNextGetV2, Txt<0, kAclNameMax>, Idx<0>, NextNum<0>, RowIpv4<"ip">,
+           RowText<"mac", kAclNameMax>, Row<"action">>;
 
-// ---------------------------------------------------------------- /api/v1/dai_global_cfg
-
-void dai_global_cfg_get(MHD_Connection *, ResponseHolder *response, json_object *) { resource_get(kGlobal, response); }
-
-void dai_global_cfg_post(MHD_Connection *, ResponseHolder *response, json_object *request) {
-  resource_post(kGlobal, request, response);
-}
-
-// ---------------------------------------------------------------- /api/v1/dai_vlan_cfg
-
-void dai_vlan_cfg_get(MHD_Connection *, ResponseHolder *response, json_object *) { resource_get(kVlan, response); }
-
-void dai_vlan_cfg_post(MHD_Connection *, ResponseHolder *response, json_object *request) {
-  resource_post(kVlan, request, response);
-}
-
-// ---------------------------------------------------------------- /api/v1/dai_intf_cfg
-
-void dai_intf_cfg_get(MHD_Connection *, ResponseHolder *response, json_object *) { resource_get(kIntf, response); }
-
-void dai_intf_cfg_post(MHD_Connection *, ResponseHolder *response, json_object *request) {
-  resource_post(kIntf, request, response);
-}
-
-// ---------------------------------------------------------------- /api/v1/dai_acl_cfg
-
-void dai_acl_cfg_get(MHD_Connection *, ResponseHolder *response, json_object *) {
-  Outcome out;
-  json_object *names = json_object_new_array();
-  int walk = for_each_arp_acl([&](const char *name) {
-    json_object *acl = json_object_new_object();
-    json_object_object_add(acl, "name", json_object_new_string(name));
-    json_object_array_add(names, acl);
-    return true;
-  });
-  finish_acl_walk(out, walk, response, "dai_acl_cfg", names);
-}
-
-namespace {
-
-// POST creates and DELETE removes each named ARP ACL of the body.
-void arp_acl_change(json_object *request, ResponseHolder *response, bool create) {
-  Outcome out;
-  json_object *array = request_array(request, "dai_acl_cfg");
-  if (!array) {
-    out.body_failed = true;
-    out.finish_write(response, "dai_acl_cfg", kDaiAclAggregate);
-    return;
-  }
-  for (size_t e = 0; e < json_object_array_length(array); ++e) {
-    JsonField name{"name", nullptr};
-    if (parse_json_fields(nullptr, json_object_array_get_idx(array, e), &name, 1, false) != 0) continue;
-    AclName acl(text_of(name.value));
-    out.result = create ? rpcclt_openapiArpAclCreate(&g_client_handle, &acl.desc)
-                        : rpcclt_openapiArpAclDelete(&g_client_handle, &acl.desc);
-    if (out.result != OPEN_E_NONE)
-      out.fail(create ? "Failed to set the ACL Name: %s and error code : %d"
-                      : "Failed to delete the ACL Name: %s and error code : %d",
-               acl.text, out.result);
-  }
-  out.finish_write(response, "dai_acl_cfg", kDaiAclAggregate);
-}
-
-}  // namespace
-
-void dai_acl_cfg_post(MHD_Connection *, ResponseHolder *response, json_object *request) {
-  arp_acl_change(request, response, true);
-}
-
-void dai_acl_cfg_delete(MHD_Connection *, ResponseHolder *response, json_object *request) {
-  arp_acl_change(request, response, false);
-}
-
-// ---------------------------------------------------------------- /api/v1/dai_aclrule_cfg
-
-void dai_aclrule_cfg_get(MHD_Connection *connection, ResponseHolder *response, json_object *) {
-  Outcome out;
-  const char *only = query_arg(connection, "aclName");
-  json_object *acls = json_object_new_array();
-  int walk = for_each_arp_acl([&](const char *name) {
-    if (only && std::strcmp(only, name) != 0) return true;
-    AclName acl(name);
-    json_object *entry = json_object_new_object();
-    json_object_object_add(entry, "name", json_object_new_string(name));
-    json_object_object_add(entry, "aclrules", arp_acl_rules(acl));
-    json_object_array_add(acls, entry);
-    return !only;  // the one asked for is listed: done
-  });
-  json_object *data = json_object_new_object();
-  json_object_object_add(data, "acls", acls);
-  finish_acl_walk(out, walk, response, "dai_aclrule_cfg", data);
-}
-
-void dai_aclrule_cfg_post(MHD_Connection *, ResponseHolder *response, json_object *request) {
-  static const char *const kKeys[] = {"idx", "ip", "mac", "action"};
-  Outcome out;
-  out.body_failed = !for_each_arp_rule(out, request, kKeys, 4, [&](const AclName &acl, json_object *const *v) {
-    uint32_t ip = 0;
-    if (!check_arp_rule(out, v, &ip)) return;
-    char mac[kAclNameMax + 1] = {};
-    strncpyt(mac, text_of(v[2]), kAclNameMax);
-    open_buffdesc mac_desc{static_cast<uint32_t>(std::strlen(mac) + 1), mac};
-    auto idx = static_cast<uint32_t>(int_of(v[0]));
-    out.result = rpcclt_openapiArpAclRuleAdd(&g_client_handle, &acl.desc, idx, ip, &mac_desc,
-                                             static_cast<OPEN_ARP_ACL_RULE_ACTION_t>(int_of(v[3])));
-    if (out.result != OPEN_E_NONE) out.fail("Failed to add rule for id : %d. Error %d", static_cast<int>(idx), out.result);
-  });
-  out.finish_write(response, "dai_aclrule_cfg", kDaiAclRuleAggregate);
-}
-
+const Field kRuleFields[] = {
+    {"idx", non_zero("Invalid Id Number"), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
+    {"ip", custom_check(check_rule_address), from_row<"ip">},
+    {"mac", mac_check("Source MAC Address", "Invalid Mac Address"), from_row<"mac">},
+    {"action", choice(1, 2, "Invalid action"), from_row<"action">},
+};
 // A rule is named by its ACL and "idx" alone: a DELETE needs nothing else
 // of the rule.
-void dai_aclrule_cfg_delete(MHD_Connection *, ResponseHolder *response, json_object *request) {
-  static const char *const kKeys[] = {"idx"};
-  Outcome out;
-  out.body_failed = !for_each_arp_rule(out, request, kKeys, 1, [&](const AclName &acl, json_object *const *v) {
-    if (!check_value(out, "idx", non_zero("Invalid Id Number"), v[0])) return;
-    auto idx = static_cast<uint32_t>(int_of(v[0]));
-    out.result = rpcclt_openapiArpAclRuleDelete(&g_client_handle, &acl.desc, idx);
-    if (out.result != OPEN_E_NONE) out.fail("Failed to delete rule for id : %d", static_cast<int>(idx));
-  });
-  out.finish_write(response, "dai_aclrule_cfg", kDaiAclRuleAggregate);
-}
+const Resource kRule{.name = "dai_aclrule_cfg",
+                     .walk = list(kRuleWalk),
+                     .fields = kRuleFields,
+                     .create = act<&rpcclt_openapiArpAclRuleAdd, Txt<0, kAclNameMax>, Idx<0>, Ipv4<Key<"ip">>,
+                                   Key<"mac">, Key<"action">>,
+                     .create_error = "Failed to add rule for id : %d. Error %d",
+                     .create_log = ActionLog::IndexRc,
+                     .remove = act<&rpcclt_openapiArpAclRuleDelete, Txt<0, kAclNameMax>, Idx<0>>,
+                     .remove_error = "Failed to delete rule for id : %d",
+                     .remove_log = ActionLog::Index};
 
-// ---------------------------------------------------------------- /api/v1/dai_stats
+const Nested kAclRules{.key = "aclrules",
+                       .child = &kRule,
+                       .missing_log = "Parsing Error 'aclrules' object ",
+                       .not_array_log = "Parsing error - expected aclrules array "};
+// "aclName" lists that ACL only.
+const Query kAclRuleQuery[] = {{.name = "aclName", .check = any_text(), .index = 0}};
+const Resource kAclRule{.name = "dai_aclrule_cfg",
+                        .walk = list(kAclWalk, kAclWalkError),
+                        .fields = kAclFields,
+                        .aggregate = kDaiAclRuleAggregate,
+                        .query = kAclRuleQuery,
+                        .nested = &kAclRules,
+                        .wrapper = "acls",
+                        .wrapper_missing_log = "Parsing error - acls"};
 
-void dai_stats_get(MHD_Connection *, ResponseHolder *response, json_object *) {
-  Outcome out;
-  json_object *array = json_object_new_array();
-  uint32_t vlan = 0;
-  out.rc = 0;
-  while (rpcclt_openapiDaiVlanNextGet(&g_client_handle, vlan, &vlan) == OPEN_E_NONE) {
-    OPEN_DAI_VLAN_STATS_t s{};
-    out.result = rpcclt_openapiDaiVlanStatsGet(&g_client_handle, vlan, &s);
-    if (out.result != OPEN_E_NONE) {
-      agent_log(4, "Failed to get the DAI statistics for vlan id:%u and error code : %d", vlan, out.result);
-      out.rc = -1;
-      break;
-    }
-    const std::pair<const char *, uint32_t> counters[] = {
-        {"vlan", vlan},           {"dhcpDrop", s.dhcpDrops},       {"dhcpPermit", s.dhcpPermits},
-        {"aclDrop", s.aclDrops},  {"aclPermit", s.aclPermits},     {"badSMAC", s.sMacFailures},
-        {"badDMAC", s.dMacFailures}, {"badIP", s.ipValidFailures}, {"forward", s.forwarded},
-        {"drops", s.dropped},
-    };
-    json_object *entry = json_object_new_object();
-    for (const auto &[key, value] : counters) json_object_object_add(entry, key, json_object_new_int64(value));
-    json_object_array_add(array, entry);
-  }
-  out.finish_read(response, "dai_stats", array);
-}
+// ---------------------------------------------------------------- dai_stats
+
+constexpr Member kStatsMembers[] = {
+    VELTRUM_MEMBER(OPEN_DAI_VLAN_STATS_t, dhcpDrops, "dhcpDrop"),
+    VELTRUM_MEMBER(OPEN_DAI_VLAN_STATS_t, dhcpPermits, "dhcpPermit"),
+    VELTRUM_MEMBER(OPEN_DAI_VLAN_STATS_t, aclDrops, "aclDrop"),
+    VELTRUM_MEMBER(OPEN_DAI_VLAN_STATS_t, aclPermits, "aclPermit"),
+    VELTRUM_MEMBER(OPEN_DAI_VLAN_STATS_t, sMacFailures, "badSMAC"),
+    VELTRUM_MEMBER(OPEN_DAI_VLAN_STATS_t, dMacFailures, "badDMAC"),
+    VELTRUM_MEMBER(OPEN_DAI_VLAN_STATS_t, ipValidFailures, "badIP"),
+    VELTRUM_MEMBER(OPEN_DAI_VLAN_STATS_t, forwarded, "forward"),
+    VELTRUM_MEMBER(OPEN_DAI_VLAN_STATS_t, dropped, "drops"),
+};
+const Field kStatsFields[] = {
+    {"vlan", any_number(), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
+    {"counters", no_check(), get<&rpcclt_openapiDaiVlanStatsGet, Idx<0>, Rec<kStatsMembers>>, nullptr,
+     "Failed to get the DAI statistics and error code : %d", nullptr, SetLog::Rc, kGet | kMerge},
+};
+// VLANs with DAI data only.
+const Resource kStats{.name = "dai_stats",
+                      .walk = list(cursor<&rpcclt_openapiDaiVlanNextGet, Idx<0>, NextNum<0>>),
+                      .fields = kStatsFields};
+
+}  // namespace
+
+VELTRUM_SERVE(dai_global_cfg, kGlobal);
+VELTRUM_SERVE(dai_vlan_cfg, kVlan);
+VELTRUM_SERVE(dai_intf_cfg, kIntf);
+VELTRUM_SERVE(dai_acl_cfg, kAcl);
+VELTRUM_SERVE(dai_aclrule_cfg, kAclRule);
+VELTRUM_SERVE(dai_stats, kStats);

@@ -28,3 +28,9 @@ extern const UriMethods UriTableMethods[];
 
 // The first row whose path equals `url` over 256 characters, or null.
 const UriEntry *find_uri_entry(const char *url);
+
+// Checks the declarations served from core/handler.h against the table:
+// each is one the walkers can hold, has its row, and serves every method
+// its row names. Logs each fault at level 1; false when there is one (the
+// agent then refuses to start).
+bool check_uri_table();

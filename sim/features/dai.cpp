@@ -1,9 +1,11 @@
 // Dynamic ARP Inspection: validation modes, per-VLAN and per-interface
 // settings, ARP ACLs with their rules, and per-VLAN counters.
 //
+// The plain settings come from their rows in platform/calls/10_dai.h.
 // "arp_acls" rows: name -> {}; "arp_acl_rules" rows: (name, sequence) ->
 // {"ip" (host order, 0 any), "mac", "action"}; "dai_stats" (dynamic):
 // vlan -> the nine counters of OPEN_DAI_VLAN_STATS_t by field name.
+#include "platform/calls/10_dai.h"
 #include "sim/bind.h"
 
 namespace veltrum::sim {
@@ -12,18 +14,6 @@ namespace {
 
 constexpr size_t kRulesPerAcl = 20;
 
-const SettingSpec kSettings[] = {
-    {"dai.smac", Scope::Global, int64_t{0}, 0, 1},
-    {"dai.dmac", Scope::Global, int64_t{0}, 0, 1},
-    {"dai.ip", Scope::Global, int64_t{0}, 0, 1},
-    {"dai.vlan.enable", Scope::Vlan, int64_t{0}, 0, 1},
-    {"dai.vlan.logging", Scope::Vlan, int64_t{1}, 0, 1},
-    {"dai.vlan.acl", Scope::Vlan, std::string(), 0, OPEN_ARP_ACL_NAME_SIZE - 1},
-    {"dai.vlan.acl_static", Scope::Vlan, int64_t{0}, 0, 1},
-    {"dai.intf.trust", Scope::Intf, int64_t{0}, 0, 1},
-    {"dai.intf.rate", Scope::Intf, int64_t{15}, -1, 300},
-    {"dai.intf.burst", Scope::Intf, int64_t{1}, 1, 15},
-};
 const TableSpec kAcls{"arp_acls", 100, true};
 const TableSpec kRules{"arp_acl_rules", 100 * kRulesPerAcl, true};
 const TableSpec kStats{"dai_stats", 4094, false};
@@ -47,24 +37,16 @@ bool valid_mac(const std::string &mac) {
 
 }  // namespace
 
-void install_dai(Sim &sim) {
-  using rpc::CallId;
+using namespace calls::dai;
+
+VELTRUM_SIM_PART(dai, kFamily) {
   Store &store = sim.store();
-  store.define(kSettings);
   store.define_table(kAcls);
   store.define_table(kRules);
   store.define_table(kStats);
+  // A VLAN's ARP ACL names an existing ACL, which cannot be deleted while named.
+  store.refer("dai.vlan.acl", "arp_acls");
 
-  bind_setting<CallId::rpcclt_openapiDaiSourceMacValidateModeGet, CallId::rpcclt_openapiDaiSourceMacValidateModeSet>(sim, "dai.smac");
-  bind_setting<CallId::rpcclt_openapiDaiDestMacValidateModeGet, CallId::rpcclt_openapiDaiDestMacValidateModeSet>(sim, "dai.dmac");
-  bind_setting<CallId::rpcclt_openapiDaiIpAddrValidateModeGet, CallId::rpcclt_openapiDaiIpAddrValidateModeSet>(sim, "dai.ip");
-  bind_setting<CallId::rpcclt_openapiDaiVlanEnableGet, CallId::rpcclt_openapiDaiVlanEnableSet>(sim, "dai.vlan.enable");
-  bind_setting<CallId::rpcclt_openapiDaiVlanLoggingEnableGet, CallId::rpcclt_openapiDaiVlanLoggingEnableSet>(sim, "dai.vlan.logging");
-  bind_setting<CallId::rpcclt_openapiDaiVlanArpAclGet, CallId::rpcclt_openapiDaiVlanArpAclSet>(sim, "dai.vlan.acl");
-  bind_setting<CallId::rpcclt_openapiDaiVlanArpAclStaticFlagGet, CallId::rpcclt_openapiDaiVlanArpAclStaticFlagSet>(sim, "dai.vlan.acl_static");
-  bind_setting<CallId::rpcclt_openapiDaiIntfTrustGet, CallId::rpcclt_openapiDaiIntfTrustSet>(sim, "dai.intf.trust");
-  bind_setting<CallId::rpcclt_openapiDaiIntfRateLimitGet, CallId::rpcclt_openapiDaiIntfRateLimitSet>(sim, "dai.intf.rate");
-  bind_setting<CallId::rpcclt_openapiDaiIntfBurstIntervalGet, CallId::rpcclt_openapiDaiIntfBurstIntervalSet>(sim, "dai.intf.burst");
 
   // VLANs with DAI data: enabled on the VLAN, or counters recorded for it.
   sim.implement<CallId::rpcclt_openapiDaiVlanNextGet>([&sim](openapiClientHandle_t *, uint32_t vlan, uint32_t *next) {
@@ -111,7 +93,7 @@ void install_dai(Sim &sim) {
 
   sim.implement<CallId::rpcclt_openapiArpAclDelete>([&sim](openapiClientHandle_t *, const open_buffdesc *name) {
     std::string n = buffer_text(name);
-    if (open_error_t rc = sim.store().table("arp_acls").erase({n})) return rc;
+    if (open_error_t rc = sim.store().remove_row("arp_acls", {n})) return rc;
     sim.store().table("arp_acl_rules").erase_prefix({n});
     return OPEN_E_NONE;
   });

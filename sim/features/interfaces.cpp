@@ -1,4 +1,5 @@
 // Interface walks, names and types.
+#include "platform/calls/01_interfaces.h"
 #include "sim/bind.h"
 
 namespace veltrum::sim {
@@ -11,8 +12,9 @@ bool type_matches(OPEN_INTF_TYPE_t wanted, OPEN_INTF_TYPE_t type) {
 
 }  // namespace
 
-void install_interfaces(Sim &sim) {
-  using rpc::CallId;
+using namespace calls::interfaces;
+
+VELTRUM_SIM_PART(interfaces, kFamily) {
 
   sim.implement<CallId::openapiIfFirstGet>([&sim](openapiClientHandle_t *, OPEN_INTF_TYPE_t type, uint32_t *ifNum) {
     if (!ifNum) return OPEN_E_PARAM;

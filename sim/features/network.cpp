@@ -3,6 +3,7 @@
 // "addr", "pfxLen"}) and the network port's own IPv4 address.
 #include <arpa/inet.h>
 
+#include "platform/calls/03_network.h"
 #include "sim/bind.h"
 
 namespace veltrum::sim {
@@ -25,8 +26,9 @@ bool parse_ipv4(const std::string &text, uint32_t &host_order) {
 
 }  // namespace
 
-void install_network(Sim &sim) {
-  using rpc::CallId;
+using namespace calls::network;
+
+VELTRUM_SIM_PART(network, kFamily) {
   sim.store().define(kSettings);
   sim.store().define_table(kVlanRouting);
 

@@ -1,4 +1,5 @@
 // RPC service, application control and configuration saving.
+#include "platform/calls/00_system.h"
 #include "sim/bind.h"
 
 namespace veltrum::sim {
@@ -7,8 +8,9 @@ namespace {
 const TableSpec kAppCtrl{"app_ctrl", 32, false};
 }
 
-void install_system(Sim &sim) {
-  using rpc::CallId;
+using namespace calls::system;
+
+VELTRUM_SIM_PART(system, kFamily) {
   sim.store().define_table(kAppCtrl);
 
   sim.implement<CallId::rpcclt_openapiConnectivityCheck>([](openapiClientHandle_t *) { return OPEN_E_NONE; });

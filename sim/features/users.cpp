@@ -5,6 +5,7 @@
 // counted in the dynamic table "user_status" (name -> {"failures",
 // "locked"}); "users.lockout_attempts" failures in a row lock the account
 // (0 never locks) until a reload or until the row is cleared.
+#include "platform/calls/04_users.h"
 #include "sim/bind.h"
 
 namespace veltrum::sim {
@@ -38,8 +39,9 @@ void count_failure(Sim &sim, const std::string &user) {
 
 }  // namespace
 
-void install_users(Sim &sim) {
-  using rpc::CallId;
+using namespace calls::users;
+
+VELTRUM_SIM_PART(users, kFamily) {
   sim.store().define(kSettings);
   sim.store().define_table(kUsers);
   sim.store().define_table(kUserStatus);

@@ -1,4 +1,5 @@
 // VLANs: existence, walks and types. "vlans" rows: {"name", "type"}.
+#include "platform/calls/02_vlans.h"
 #include "sim/bind.h"
 
 namespace veltrum::sim {
@@ -12,8 +13,9 @@ const SettingSpec kSettings[] = {
 };
 }  // namespace
 
-void install_vlans(Sim &sim) {
-  using rpc::CallId;
+using namespace calls::vlans;
+
+VELTRUM_SIM_PART(vlans, kFamily) {
   sim.store().define_table(kVlans);
   sim.store().define_table(kMembers);
   sim.store().define(kSettings);

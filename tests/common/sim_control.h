@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/openapi.h"
+#include "platform/client.h"
 
 namespace veltrum::test {
 

@@ -13,7 +13,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/openapi.h"
+#include "platform/client.h"
 #include "platform/rpc_server.h"
 #include "sim/sim.h"
 #include "tests/common/sim_control.h"

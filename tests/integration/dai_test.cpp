@@ -197,6 +197,10 @@ TEST_F(DaiTest, VlanElementsAreValidatedAgainstTheSwitch) {
 
 TEST_F(DaiTest, VlanSettingsAreAppliedInOrderAndListedPerVlan) {
   ASSERT_EQ(harness().sim().set("vlans", R"({"key":[20],"record":{"name":"v20","type":2}})"), OPEN_E_NONE);
+  // A VLAN names ARP ACLs that exist.
+  ASSERT_EQ(harness().sim().set("arp_acls", R"({"key":["guests"],"record":{}})"), OPEN_E_NONE);
+  ASSERT_EQ(harness().sim().set("arp_acls", R"({"key":["abcdefghijklmnopqrstuvwxyz01234"],"record":{}})"),
+            OPEN_E_NONE);
   HttpResponse r = post("dai_vlan_cfg",
                         R"({"dai_vlan_cfg":[{"vlan":20,"state":1,"invalidPkts":0,"acl":"guests","staticFlag":1}]})");
   EXPECT_EQ(r.body, kSuccess);

@@ -53,7 +53,7 @@
 #include <gtest/gtest.h>
 #include <json-c/json.h>
 
-#include "platform/openapi.h"
+#include "platform/client.h"
 #include "tests/common/sim_control.h"
 #include "support/json_ptr.h"
 

@@ -9,28 +9,32 @@
 #include <map>
 #include <thread>
 
-#include "platform/openapi.h"
+#include "core/platform_client.h"
+#include "platform/calls/10_dai.h"
 #include "platform/rpc_server.h"
 #include "support/device.h"
 #include "tests/common/sim_fixture.h"
 
 namespace {
 
-using veltrum::rpc::CallId;
 using veltrum::rpc::CallSig;
 using veltrum::rpc::make_handler;
+namespace dai = veltrum::calls::dai;
+namespace interfaces = veltrum::calls::interfaces;
+namespace network = veltrum::calls::network;
+namespace sys = veltrum::calls::system;
 
 // A service whose calls are lambdas of the test.
 class ScriptedService : public veltrum::rpc::CallSink {
  public:
-  template <CallId Id, typename F>
+  template <auto Id, typename F>
   void on(F fn) {
-    handlers_[static_cast<uint32_t>(Id)] = make_handler<typename CallSig<Id>::type>(std::move(fn));
+    handlers_[veltrum::rpc::wire_id_of<Id>()] = make_handler<CallSig<Id>>(std::move(fn));
   }
   bool serve(uint32_t id, openapiClientHandle_t *client, veltrum::rpc::Reader &in,
              veltrum::rpc::Writer &out) override {
     auto it = handlers_.find(id);
-    return it != handlers_.end() && it->second(client, in, out);
+    return it != handlers_.end() && it->second(client, in, out, nullptr);
   }
 
  private:
@@ -60,20 +64,20 @@ class RpcTest : public ::testing::Test {
 open_buffdesc text(const char *s) { return open_buffdesc{static_cast<uint32_t>(std::strlen(s) + 1), const_cast<char *>(s)}; }
 
 TEST_F(RpcTest, ScalarsEnumsAndRecordsRoundTrip) {
-  service_.on<CallId::openapiIfNextGet>([](openapiClientHandle_t *, OPEN_INTF_TYPE_t type, uint32_t ifNum, uint32_t *next) {
+  service_.on<interfaces::CallId::openapiIfNextGet>([](openapiClientHandle_t *, OPEN_INTF_TYPE_t type, uint32_t ifNum, uint32_t *next) {
     EXPECT_EQ(type, OPEN_INTF_TYPE_LAG);
     *next = ifNum + 0x80000000u;  // the top bit survives
     return OPEN_E_NONE;
   });
-  service_.on<CallId::rpcclt_openapiApiVersionGet>([](openapiClientHandle_t *, open_revision_data_t *v) {
+  service_.on<sys::CallId::rpcclt_openapiApiVersionGet>([](openapiClientHandle_t *, open_revision_data_t *v) {
     EXPECT_EQ(v->major, 9);  // the caller's value arrives (in and out)
     *v = {1, 2, 3, 4};
     return OPEN_E_NONE;
   });
-  service_.on<CallId::rpcclt_openapiDaiIntfRateLimitSet>([](openapiClientHandle_t *, uint32_t, int32_t rate) {
+  service_.on<dai::CallId::rpcclt_openapiDaiIntfRateLimitSet>([](openapiClientHandle_t *, uint32_t, int32_t rate) {
     return rate == -1 ? OPEN_E_NONE : OPEN_E_PARAM;
   });
-  service_.on<CallId::rpcclt_openapiDaiVlanStatsGet>([](openapiClientHandle_t *, uint32_t vlan, OPEN_DAI_VLAN_STATS_t *s) {
+  service_.on<dai::CallId::rpcclt_openapiDaiVlanStatsGet>([](openapiClientHandle_t *, uint32_t vlan, OPEN_DAI_VLAN_STATS_t *s) {
     *s = {};
     s->dhcpDrops = vlan;
     s->dropped = 0xFFFFFFFFu;
@@ -99,7 +103,7 @@ TEST_F(RpcTest, ScalarsEnumsAndRecordsRoundTrip) {
 }
 
 TEST_F(RpcTest, NullPointersTravelAsNull) {
-  service_.on<CallId::rpcclt_openapiNetworkPortIPv4AddrGet>([](openapiClientHandle_t *, uint32_t *addr, uint32_t *mask) {
+  service_.on<network::CallId::rpcclt_openapiNetworkPortIPv4AddrGet>([](openapiClientHandle_t *, uint32_t *addr, uint32_t *mask) {
     EXPECT_NE(addr, nullptr);
     EXPECT_EQ(mask, nullptr);
     *addr = 0x0A000001;
@@ -111,7 +115,7 @@ TEST_F(RpcTest, NullPointersTravelAsNull) {
 }
 
 TEST_F(RpcTest, BuffersAreBoundedByTheCallersSize) {
-  service_.on<CallId::rpcclt_openapiArpAclNextGet>(
+  service_.on<dai::CallId::rpcclt_openapiArpAclNextGet>(
       [](openapiClientHandle_t *, const open_buffdesc *name, open_buffdesc *next) {
         // Input text arrives with its size; the output has the caller's size.
         EXPECT_EQ(name->size, 6u);
@@ -122,7 +126,7 @@ TEST_F(RpcTest, BuffersAreBoundedByTheCallersSize) {
         next->size = sizeof answer;
         return OPEN_E_NONE;
       });
-  service_.on<CallId::openapiIfNameGet>([](openapiClientHandle_t *, uint32_t, open_buffdesc *name) {
+  service_.on<interfaces::CallId::openapiIfNameGet>([](openapiClientHandle_t *, uint32_t, open_buffdesc *name) {
     // A careless service that claims to have written more than it may.
     std::memset(name->pstart, 'x', name->size);
     name->size = 1000;
@@ -159,12 +163,12 @@ TEST_F(RpcTest, OversizedBufferIsRefusedBeforeSending) {
 TEST_F(RpcTest, UnknownCallEndsTheConnectionAndTheNextCallReconnects) {
   // No handler for SaveConfig: the service drops the connection.
   EXPECT_EQ(rpcclt_openapiSaveConfig(&client_), OPEN_E_RPC);
-  service_.on<CallId::rpcclt_openapiConnectivityCheck>([](openapiClientHandle_t *) { return OPEN_E_NONE; });
+  service_.on<sys::CallId::rpcclt_openapiConnectivityCheck>([](openapiClientHandle_t *) { return OPEN_E_NONE; });
   EXPECT_EQ(rpcclt_openapiConnectivityCheck(&client_), OPEN_E_NONE);
 }
 
 TEST_F(RpcTest, ServiceDownThenBack) {
-  service_.on<CallId::rpcclt_openapiConnectivityCheck>([](openapiClientHandle_t *) { return OPEN_E_NONE; });
+  service_.on<sys::CallId::rpcclt_openapiConnectivityCheck>([](openapiClientHandle_t *) { return OPEN_E_NONE; });
   ASSERT_EQ(rpcclt_openapiConnectivityCheck(&client_), OPEN_E_NONE);
   server_->go_down(std::chrono::milliseconds(300));
   EXPECT_EQ(rpcclt_openapiConnectivityCheck(&client_), OPEN_E_RPC);
@@ -175,7 +179,7 @@ TEST_F(RpcTest, ServiceDownThenBack) {
 }
 
 TEST_F(RpcTest, HandlesOwnTheirConnections) {
-  service_.on<CallId::rpcclt_openapiConnectivityCheck>([](openapiClientHandle_t *) { return OPEN_E_NONE; });
+  service_.on<sys::CallId::rpcclt_openapiConnectivityCheck>([](openapiClientHandle_t *) { return OPEN_E_NONE; });
   openapiClientHandle_t second{};
   ASSERT_EQ(openapiClientRegister("second", &second), OPEN_E_NONE);
   EXPECT_NE(second.channel, client_.channel);
@@ -186,7 +190,7 @@ TEST_F(RpcTest, HandlesOwnTheirConnections) {
 }
 
 TEST_F(RpcTest, ConcurrentCallersOnOneHandle) {
-  service_.on<CallId::openapiIfNextGet>([](openapiClientHandle_t *, OPEN_INTF_TYPE_t, uint32_t ifNum, uint32_t *next) {
+  service_.on<interfaces::CallId::openapiIfNextGet>([](openapiClientHandle_t *, OPEN_INTF_TYPE_t, uint32_t ifNum, uint32_t *next) {
     *next = ifNum + 1;
     return OPEN_E_NONE;
   });

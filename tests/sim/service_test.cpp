@@ -8,7 +8,8 @@
 #include <fstream>
 #include <thread>
 
-#include "platform/openapi.h"
+#include "core/platform_client.h"
+#include "platform/calls/10_dai.h"
 #include "sim/control_calls.h"
 #include "support/device.h"
 #include "tests/common/child_process.h"

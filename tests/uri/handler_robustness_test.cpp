@@ -15,7 +15,6 @@
 #include "core/platform_client.h"
 #include "support/json_ptr.h"
 #include "tests/common/sim_fixture.h"
-#include "uri/handlers.h"
 #include "uri/uri_table.h"
 
 namespace {
@@ -120,7 +119,7 @@ TEST_F(HandlerRobustness, EveryLandedHandlerAnswersOddBodiesWithAnEnvelope) {
   size_t handlers = 0;
   for (size_t row = 0; row < UriTableCount; ++row) {
     const UriEntry &entry = UriTable[row];
-    if (entry.get == uri_hang) continue;  // never returns, on purpose
+    if (std::strcmp(entry.uri, "/api/v1/hang") == 0) continue;  // never returns, on purpose
     for (uri_handler_t handler : {entry.get, entry.post, entry.del}) {
       if (!handler) continue;
       ++handlers;

@@ -1,0 +1,66 @@
+#include "core/platform_call.h"
+
+#include <arpa/inet.h>
+
+#include <cstring>
+
+namespace veltrum::handler::call_detail {
+
+bool parse_inet(const char *text, open_inet_addr_t &out) {
+  out = {};
+  in_addr a4{};
+  if (inet_pton(AF_INET, text, &a4) == 1) {
+    out.family = OPEN_AF_INET;
+    out.addr.ipv4 = ntohl(a4.s_addr);
+    return true;
+  }
+  if (inet_pton(AF_INET6, text, out.addr.ipv6) == 1) {
+    out.family = OPEN_AF_INET6;
+    return true;
+  }
+  return false;
+}
+
+json_object *inet_json(const open_inet_addr_t &addr) {
+  char text[INET6_ADDRSTRLEN] = {};
+  if (addr.family == OPEN_AF_INET6) {
+    inet_ntop(AF_INET6, addr.addr.ipv6, text, sizeof text);
+  } else if (addr.family == OPEN_AF_INET) {
+    in_addr a{htonl(addr.addr.ipv4)};
+    inet_ntop(AF_INET, &a, text, sizeof text);
+  }
+  return json_object_new_string(text);
+}
+
+// The empty text is the address 0 ("any").
+bool parse_ipv4(const char *text, uint32_t &host_order) {
+  if (!*text) {
+    host_order = 0;
+    return true;
+  }
+  in_addr a{};
+  if (inet_pton(AF_INET, text, &a) != 1) return false;
+  host_order = ntohl(a.s_addr);
+  return true;
+}
+
+json_object *ipv4_json(uint32_t host_order) {
+  char text[INET_ADDRSTRLEN] = {};
+  in_addr a{htonl(host_order)};
+  inet_ntop(AF_INET, &a, text, sizeof text);
+  return json_object_new_string(text);
+}
+
+json_object *source_value(const Context &c, const char *key, bool query) {
+  return query ? c.e->query_value(key) : c.e->value(key);
+}
+
+json_object *member_json(const void *record, const Member &m) {
+  const auto *p = static_cast<const unsigned char *>(record) + m.offset;
+  uint64_t raw = 0;
+  std::memcpy(&raw, p, m.size);  // little-endian hosts: the low bytes
+  if (m.is_signed && m.size < 8 && (raw >> (m.size * 8 - 1)) & 1) raw |= ~uint64_t{0} << (m.size * 8);
+  return json_object_new_int64(static_cast<int64_t>(raw));
+}
+
+}  // namespace veltrum::handler::call_detail

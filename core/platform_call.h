@@ -1,0 +1,531 @@
+// Getters, setters, actions and cursors made from platform calls.
+//
+// A platform call's arguments are named by where they come from:
+//
+//   Val            the key's own value (a setter's input, a getter's output)
+//   ValText<N>     the same, for a text of at most N characters
+//   Idx<i>         the element's i-th index number (port, VLAN, sequence)
+//   Txt<i>         the element's i-th index text (a list name)
+//   Key<"name">    another member of the same element
+//   Q<"name">      a query variable of the request
+//   Lit<v>         a constant
+//   Skip           an output the key does not need
+//   Ipv4<S>        S's dotted text as a host-order 32-bit address (in and out)
+//
+// and each is converted to the call's parameter type: numbers to integers
+// and enumerations (a value the type cannot hold is refused with
+// OPEN_E_PARAM before any call), texts to open_buffdesc, address texts to
+// open_inet_addr_t. So
+//
+//   get<&rpcclt_openapiStormControlIntfThresholdGet, Idx<0>, Q<"mode">, Val>
+//   set<&rpcclt_openapiStormControlIntfThresholdSet, Idx<0>, Key<"mode">, Val>
+//   act<&rpcclt_openapiFilterCreate, Key<"macAddr">, Key<"vlan">>
+//
+// are a getter, a setter and an action. The common shapes need no sources:
+// platform_get<&call> and platform_set<&call> take (client, [index,] value).
+//
+// Cursors walk platform lists: the In sources give the current entry, the
+// Out sources take the next one (NextNum<i>, NextTxt<i, N>), Row<"key">
+// keeps a value the same call returns for the element's getters (from_row).
+//
+//   list(cursor<&rpcclt_openapiArpAclNextGet, Txt<0>, NextTxt<0, 32>>)
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <tuple>
+#include <type_traits>
+
+#include <arpa/inet.h>
+
+#include "core/handler.h"
+
+namespace veltrum::handler {
+
+// One member of a platform record as a JSON key: VELTRUM_MEMBER(
+// OPEN_DAI_VLAN_STATS_t, dhcpDrops, "dhcpDrop"). Integer members of 1 to 8
+// bytes, read without assuming their alignment.
+struct Member {
+  const char *key;
+  size_t offset;
+  uint8_t size;
+  bool is_signed;
+};
+#define VELTRUM_MEMBER(Type, member, key)                                                  \
+  ::veltrum::handler::Member {                                                            \
+    key, offsetof(Type, member), sizeof(Type::member), std::is_signed_v<decltype(Type::member)> \
+  }
+
+// A text usable as a template argument: Key<"mode">.
+template <size_t N>
+struct Name {
+  char text[N];
+  constexpr Name(const char (&s)[N]) { std::copy_n(s, N, text); }
+};
+
+struct Val {};
+template <size_t N>
+struct ValText {};
+template <int I = 0>
+struct Idx {};
+template <int I = 0, size_t N = 0>
+struct Txt {};  // N > 0: cut to N characters
+template <Name K>
+struct Key {};
+template <Name K>
+struct Q {};
+template <int64_t V>
+struct Lit {};
+struct Skip {};
+template <typename S>
+struct Ipv4 {};
+template <int I = 0>
+struct NextNum {};
+template <int I = 0, size_t N = 255>
+struct NextTxt {};
+// A record the call fills, turned into an object by its members (see
+// Member): Rec<kMembers> with `constexpr Member kMembers[]`.
+template <const auto &Members>
+struct Rec {};
+template <Name K>
+struct Row {};
+template <Name K, size_t N>
+struct RowText {};
+template <Name K>
+struct RowIpv4 {};
+
+namespace call_detail {
+
+// The default capacity of a text the platform returns.
+inline constexpr size_t kTextCapacity = 255;
+
+// Where a call runs: the element, the value of a setter, the output of a
+// getter, the cursor being moved.
+struct Context {
+  const Element *e;
+  Element *moving = nullptr;  // a cursor's element (its index and row)
+  json_object *in = nullptr;  // setter input
+  json_object **out = nullptr;  // getter output
+};
+
+template <typename P>
+constexpr bool kIsInteger = std::is_integral_v<P> || std::is_enum_v<P>;
+
+template <typename P, bool = std::is_enum_v<P>>
+struct IntegerOf {
+  using type = P;
+};
+template <typename P>
+struct IntegerOf<P, true> {
+  using type = std::underlying_type_t<P>;
+};
+
+template <typename P>
+bool to_integer(int64_t v, P &out) {
+  using U = typename IntegerOf<P>::type;
+  if constexpr (std::is_same_v<U, bool>) {
+    if (v != 0 && v != 1) return false;
+  } else {
+    if (v < static_cast<int64_t>(std::numeric_limits<U>::min())) return false;
+    if (std::is_unsigned_v<U> ? static_cast<uint64_t>(v) > std::numeric_limits<U>::max()
+                              : v > static_cast<int64_t>(std::numeric_limits<U>::max()))
+      return false;
+  }
+  out = static_cast<P>(static_cast<U>(v));
+  return true;
+}
+
+bool parse_inet(const char *text, open_inet_addr_t &out);
+json_object *inet_json(const open_inet_addr_t &addr);
+bool parse_ipv4(const char *text, uint32_t &host_order);
+json_object *ipv4_json(uint32_t host_order);
+
+// A text handed to the platform: a zeroed buffer, the size its length
+// plus one.
+struct TextIn {
+  std::string text;
+  open_buffdesc desc{0, nullptr};
+  void set(std::string t) {
+    text = std::move(t);
+    desc = {static_cast<uint32_t>(text.size() + 1), text.data()};
+  }
+};
+
+// A text the platform fills: N characters and the NUL.
+template <size_t N>
+struct TextOut {
+  char buffer[N + 1] = {};
+  open_buffdesc desc{N, buffer};
+};
+
+// The JSON value a source names, for inputs.
+json_object *source_value(const Context &c, const char *key, bool query);
+
+// ---- inputs from JSON values or index parts
+
+template <typename P>
+struct InFromJson {
+  // P is an integer or enumeration, const open_buffdesc *, open_inet_addr_t
+  // or const open_inet_addr_t *.
+  using Base = std::remove_cv_t<std::remove_pointer_t<P>>;
+  std::conditional_t<std::is_same_v<Base, open_buffdesc>, TextIn, std::conditional_t<std::is_same_v<Base, open_inet_addr_t>, open_inet_addr_t, P>> held{};
+
+  bool load(json_object *v) {
+    if constexpr (kIsInteger<P>) {
+      int64_t n = 0;
+      return read_int(v, n) && to_integer(n, held);
+    } else if constexpr (std::is_same_v<Base, open_buffdesc>) {
+      std::string t;
+      if (!read_text(v, t)) return false;
+      held.set(std::move(t));
+      return true;
+    } else {
+      static_assert(std::is_same_v<Base, open_inet_addr_t>, "no conversion from JSON to this parameter");
+      std::string t;
+      return read_text(v, t) && parse_inet(t.c_str(), held);
+    }
+  }
+  P arg() {
+    if constexpr (std::is_same_v<Base, open_buffdesc>)
+      return &held.desc;
+    else if constexpr (std::is_pointer_v<P>)
+      return &held;
+    else
+      return held;
+  }
+};
+
+// Out parameters a getter turns into JSON.
+template <typename P, size_t N = kTextCapacity>
+struct OutToJson {
+  using Base = std::remove_pointer_t<P>;
+  static_assert(std::is_pointer_v<P> && !std::is_const_v<Base>, "an output needs a pointer parameter");
+  std::conditional_t<std::is_same_v<Base, open_buffdesc>, TextOut<N>, Base> held{};
+  P arg() {
+    if constexpr (std::is_same_v<Base, open_buffdesc>)
+      return &held.desc;
+    else
+      return &held;
+  }
+  json_object *json() const {
+    if constexpr (std::is_same_v<Base, open_buffdesc>)
+      return json_object_new_string(held.buffer);
+    else if constexpr (std::is_same_v<Base, open_inet_addr_t>)
+      return inet_json(held);
+    else if constexpr (kIsInteger<Base>)
+      return json_object_new_int64(static_cast<int64_t>(held));
+    else
+      static_assert(sizeof(Base) == 0, "no conversion from this parameter to JSON");
+  }
+};
+
+// ---- one argument: a source and the parameter it feeds
+
+template <typename Src, typename P>
+struct Arg;
+
+// Val: the setter's input, or the getter's output.
+template <typename P>
+struct Arg<Val, P> {
+  static constexpr bool kOut = std::is_pointer_v<P> && !std::is_const_v<std::remove_pointer_t<P>>;
+  std::conditional_t<kOut, OutToJson<P>, InFromJson<P>> a;
+  bool load(const Context &c) {
+    if constexpr (kOut)
+      return true;
+    else
+      return a.load(c.in);
+  }
+  P arg() { return a.arg(); }
+  void store(const Context &c) {
+    if constexpr (kOut)
+      if (c.out) *c.out = a.json();
+  }
+};
+
+template <size_t N, typename P>
+struct Arg<ValText<N>, P> {
+  OutToJson<P, N> a;
+  bool load(const Context &) { return true; }
+  P arg() { return a.arg(); }
+  void store(const Context &c) {
+    if (c.out) *c.out = a.json();
+  }
+};
+
+template <typename P>
+struct InArg {
+  InFromJson<P> a;
+  P arg() { return a.arg(); }
+  void store(const Context &) {}
+};
+
+template <Name K, typename P>
+struct Arg<Key<K>, P> : InArg<P> {
+  bool load(const Context &c) { return this->a.load(source_value(c, K.text, false)); }
+};
+
+template <Name K, typename P>
+struct Arg<Q<K>, P> : InArg<P> {
+  bool load(const Context &c) { return this->a.load(source_value(c, K.text, true)); }
+};
+
+template <int I, typename P>
+struct Arg<Idx<I>, P> {
+  P held{};
+  bool load(const Context &c) {
+    static_assert(kIsInteger<P>, "an index number feeds an integer parameter");
+    const Element *e = c.moving ? c.moving : c.e;
+    return to_integer(static_cast<int64_t>(e->index.num[I]), held);
+  }
+  P arg() { return held; }
+  void store(const Context &) {}
+};
+
+template <int I, size_t N, typename P>
+struct Arg<Txt<I, N>, P> {
+  TextIn held;
+  bool load(const Context &c) {
+    const std::string &t = c.moving ? c.moving->index.text[I] : c.e->index.text[I];
+    held.set(N ? t.substr(0, N) : t);
+    return true;
+  }
+  P arg() { return &held.desc; }
+  void store(const Context &) {}
+};
+
+template <int64_t V, typename P>
+struct Arg<Lit<V>, P> {
+  P held{};
+  bool load(const Context &) { return to_integer(V, held); }
+  P arg() { return held; }
+  void store(const Context &) {}
+};
+
+template <typename P>
+struct Arg<Skip, P> {
+  OutToJson<P> a;
+  bool load(const Context &) { return true; }
+  P arg() { return a.arg(); }
+  void store(const Context &) {}
+};
+
+// An address as host-order uint32_t (in) or uint32_t * (out).
+template <typename S, typename P>
+struct Arg<Ipv4<S>, P> {
+  uint32_t held = 0;
+  bool load(const Context &c) {
+    if constexpr (std::is_pointer_v<P>) {
+      return true;
+    } else {
+      json_object *v = nullptr;
+      if constexpr (std::is_same_v<S, Val>) v = c.in;
+      else v = source_of(c, S{});
+      std::string t;
+      return read_text(v, t) && parse_ipv4(t.c_str(), held);
+    }
+  }
+  P arg() {
+    if constexpr (std::is_pointer_v<P>)
+      return &held;
+    else
+      return held;
+  }
+  void store(const Context &c) {
+    if constexpr (std::is_pointer_v<P>)
+      if (c.out) *c.out = ipv4_json(held);
+  }
+  template <Name K>
+  static json_object *source_of(const Context &c, Key<K>) { return source_value(c, K.text, false); }
+  template <Name K>
+  static json_object *source_of(const Context &c, Q<K>) { return source_value(c, K.text, true); }
+};
+
+// A record member read as a number.
+json_object *member_json(const void *record, const Member &m);
+
+template <const auto &Members, typename P>
+struct Arg<Rec<Members>, P> {
+  std::remove_pointer_t<P> held{};
+  bool load(const Context &) { return true; }
+  P arg() { return &held; }
+  void store(const Context &c) {
+    if (!c.out) return;
+    json_object *o = json_object_new_object();
+    for (const Member &m : Members) json_object_object_add(o, m.key, member_json(&held, m));
+    *c.out = o;
+  }
+};
+
+// ---- cursor arguments
+
+template <int I, typename P>
+struct Arg<NextNum<I>, P> {
+  std::remove_pointer_t<P> held{};
+  bool load(const Context &) { return true; }
+  P arg() { return &held; }
+  void store(const Context &c) {
+    c.moving->index.num[I] = static_cast<uint32_t>(held);
+    c.moving->index.nums = std::max<uint8_t>(c.moving->index.nums, I + 1);
+  }
+};
+
+template <int I, size_t N, typename P>
+struct Arg<NextTxt<I, N>, P> {
+  TextOut<N> held;
+  bool load(const Context &) { return true; }
+  P arg() { return &held.desc; }
+  void store(const Context &c) {
+    c.moving->index.text[I] = held.buffer;
+    c.moving->index.texts = std::max<uint8_t>(c.moving->index.texts, I + 1);
+  }
+};
+
+template <Name K, typename P>
+struct Arg<Row<K>, P> {
+  OutToJson<P> a;
+  bool load(const Context &) { return true; }
+  P arg() { return a.arg(); }
+  void store(const Context &c) { json_object_object_add(c.moving->row, K.text, a.json()); }
+};
+
+template <Name K, size_t N, typename P>
+struct Arg<RowText<K, N>, P> {
+  OutToJson<P, N> a;
+  bool load(const Context &) { return true; }
+  P arg() { return a.arg(); }
+  void store(const Context &c) { json_object_object_add(c.moving->row, K.text, a.json()); }
+};
+
+template <Name K, typename P>
+struct Arg<RowIpv4<K>, P> {
+  uint32_t held = 0;
+  bool load(const Context &) { return true; }
+  P arg() { return &held; }
+  void store(const Context &c) { json_object_object_add(c.moving->row, K.text, ipv4_json(held)); }
+};
+
+// ---- the call
+
+template <typename... S>
+struct Sources {};
+
+template <auto Fn, typename Sig, typename Srcs>
+struct Call;
+template <auto Fn, typename... P, typename... S>
+struct Call<Fn, open_error_t (*)(openapiClientHandle_t *, P...), Sources<S...>> {
+  static_assert(sizeof...(P) == sizeof...(S), "one source per parameter of the platform call");
+  static int run(const Context &c) {
+    std::tuple<Arg<S, P>...> args;
+    bool loaded = std::apply([&](auto &...a) { return (a.load(c) && ... && true); }, args);
+    if (!loaded) return OPEN_E_PARAM;
+    int rc = std::apply([&](auto &...a) { return Fn(&g_client_handle, a.arg()...); }, args);
+    if (rc == OPEN_E_NONE) std::apply([&](auto &...a) { (a.store(c), ...); }, args);
+    return rc;
+  }
+};
+
+template <auto Fn, typename... S>
+using CallOf = Call<Fn, std::decay_t<decltype(Fn)>, Sources<S...>>;
+
+template <typename F>
+struct Arity;
+template <typename... P>
+struct Arity<open_error_t (*)(openapiClientHandle_t *, P...)> {
+  static constexpr size_t value = sizeof...(P);
+};
+
+}  // namespace call_detail
+
+// A getter, setter or action of one platform call with its sources.
+template <auto Fn, typename... S>
+int get(const Element &e, json_object **out) {
+  return call_detail::CallOf<Fn, S...>::run({.e = &e, .out = out});
+}
+template <auto Fn, typename... S>
+int set(const Element &e, json_object *value) {
+  return call_detail::CallOf<Fn, S...>::run({.e = &e, .in = value});
+}
+template <auto Fn, typename... S>
+int act(const Element &e) {
+  return call_detail::CallOf<Fn, S...>::run({.e = &e});
+}
+
+// The common shapes: (client, T *) and (client, index, T *), or with a
+// text of at most N characters.
+template <auto Fn, size_t N = call_detail::kTextCapacity>
+int platform_get(const Element &e, json_object **out) {
+  if constexpr (call_detail::Arity<std::decay_t<decltype(Fn)>>::value == 1)
+    return get<Fn, ValText<N>>(e, out);
+  else
+    return get<Fn, Idx<0>, ValText<N>>(e, out);
+}
+template <auto Fn>
+int platform_set(const Element &e, json_object *value) {
+  if constexpr (call_detail::Arity<std::decay_t<decltype(Fn)>>::value == 1)
+    return set<Fn, Val>(e, value);
+  else
+    return set<Fn, Idx<0>, Val>(e, value);
+}
+
+// A cursor of one call: its In sources name the current entry (index parts
+// are zero or empty before the first), its Next sources take the next one.
+template <auto Fn, typename... S>
+int cursor(Element &e, bool) {
+  return call_detail::CallOf<Fn, S...>::run({.e = &e, .moving = &e});
+}
+// A cursor with a first call of its own.
+template <Cursor First, Cursor Next>
+int cursor2(Element &e, bool first) {
+  return first ? First(e, true) : Next(e, false);
+}
+
+// A getter of a value the walk's cursor kept in the element's row.
+template <Name K>
+int from_row(const Element &e, json_object **out) {
+  json_object *v = nullptr;
+  if (!e.row || !json_object_object_get_ex(e.row, K.text, &v)) return OPEN_E_NOT_FOUND;
+  *out = json_object_get(v);
+  return OPEN_E_NONE;
+}
+
+namespace call_detail {
+template <auto Fn, int64_t Min, typename Sig>
+struct Limits;
+template <auto Fn, int64_t Min, typename A, typename B>
+struct Limits<Fn, Min, open_error_t (*)(openapiClientHandle_t *, A *, B *)> {
+  static int run(int64_t &min, int64_t &max) {
+    A a{};
+    B b{};
+    int rc = Fn(&g_client_handle, &a, &b);
+    if (rc == OPEN_E_NONE) {
+      min = static_cast<int64_t>(a);
+      max = static_cast<int64_t>(b);
+    }
+    return rc;
+  }
+};
+template <auto Fn, int64_t Min, typename A>
+struct Limits<Fn, Min, open_error_t (*)(openapiClientHandle_t *, A *)> {
+  static int run(int64_t &min, int64_t &max) {
+    A a{};
+    int rc = Fn(&g_client_handle, &a);
+    if (rc == OPEN_E_NONE) {
+      min = Min;
+      max = static_cast<int64_t>(a);
+    }
+    return rc;
+  }
+};
+}  // namespace call_detail
+
+// Platform limits as a LimitsFn: from (client, T *min, T *max), or from
+// (client, T *max) with the minimum `Min`.
+template <auto Fn, int64_t Min = 0>
+int platform_limits(int64_t &min, int64_t &max) {
+  return call_detail::Limits<Fn, Min, std::decay_t<decltype(Fn)>>::run(min, max);
+}
+
+}  // namespace veltrum::handler

@@ -1,0 +1,48 @@
+// Binds the plain settings of every family from their rows in
+// platform/calls/: each row defines its setting in the store (key, scope,
+// default, the platform's range or syntax) and implements its getter and
+// setter. A family's own file under sim/features/ adds what a row cannot
+// say: references to tables, effects on other settings.
+#include "platform/all_calls.h"
+#include "sim/bind.h"
+
+namespace veltrum::sim {
+
+namespace {
+
+#define VELTRUM_SIM_SCOPE_GLOBAL Scope::Global, kPhyAndLag
+#define VELTRUM_SIM_SCOPE_INTF Scope::Intf, kPhyAndLag
+#define VELTRUM_SIM_SCOPE_INTF_PHY Scope::Intf, intf_bit(OPEN_INTF_TYPE_PHY)
+#define VELTRUM_SIM_SCOPE_VLAN Scope::Vlan, kPhyAndLag
+
+template <auto Get, auto Set>
+void bind_row(Sim &sim, Scope scope, uint32_t intf_types, SettingSpec spec) {
+  spec.scope = scope;
+  spec.intf_types = intf_types;
+  sim.store().define(spec);
+  bind_setting<Get, Set>(sim, spec.key.c_str());
+}
+
+#define VELTRUM_SIM_ROW_INT(get, set, scope, T, key, def, min, max)                               \
+  bind_row<CallId::VELTRUM_NAME(get), CallId::VELTRUM_NAME(set)>(                                 \
+      sim, VELTRUM_SIM_SCOPE_##scope, SettingSpec{key, Scope::Global, int64_t{def}, min, max});
+#define VELTRUM_SIM_ROW_BY(get, set, scope, S, count, T, key, def, min, max)                      \
+  bind_row<CallId::VELTRUM_NAME(get), CallId::VELTRUM_NAME(set)>(                                 \
+      sim, VELTRUM_SIM_SCOPE_##scope,                                                             \
+      SettingSpec{key, Scope::Global, int64_t{def}, min, max, true, kPhyAndLag, count});
+#define VELTRUM_SIM_ROW_TEXT(get, set, scope, key, def, syntax, min, max)                         \
+  bind_row<CallId::VELTRUM_NAME(get), CallId::VELTRUM_NAME(set)>(                                 \
+      sim, VELTRUM_SIM_SCOPE_##scope,                                                             \
+      SettingSpec{key, Scope::Global, std::string(def), min, max, true, kPhyAndLag, 0, TextSyntax::syntax});
+
+#define VELTRUM_SIM_FAMILY_ROWS(fam)                                                              \
+  {                                                                                               \
+    using namespace veltrum::calls::fam;                                                          \
+    VELTRUM_SETTINGS_##fam(VELTRUM_SIM_ROW_INT, VELTRUM_SIM_ROW_BY, VELTRUM_SIM_ROW_TEXT)         \
+  }
+
+}  // namespace
+
+void install_setting_rows(Sim &sim) { VELTRUM_FOR_EACH_FAMILY(VELTRUM_SIM_FAMILY_ROWS) }
+
+}  // namespace veltrum::sim
