@@ -31,6 +31,35 @@ void log_table_message(const char *format, ...) {
   va_end(ap);
 }
 
+namespace {
+
+// The conversion of a format's first argument ('s', 'd', ...), 0 when it
+// takes none.
+char first_conversion(const char *format) {
+  for (const char *p = format; (p = std::strchr(p, '%')); ) {
+    ++p;
+    if (*p == '%') {
+      ++p;
+      continue;
+    }
+    while (*p && std::strchr("-+ #0123456789.lhjzt", *p)) ++p;
+    return *p;
+  }
+  return 0;
+}
+
+// Logs a table format whose first argument is a member's value: its text
+// where the format reads a text, its number otherwise, whatever the JSON
+// type of the value (a client may send either); `rest` follows.
+void log_with_value(const char *format, json_object *value, int rest = 0) {
+  if (first_conversion(format) == 's')
+    log_table_message(format, text_of(value), rest);
+  else
+    log_table_message(format, static_cast<int>(int_of(value)), rest);
+}
+
+}  // namespace
+
 // ---------------------------------------------------------------- outcome
 
 Outcome::Outcome()
@@ -167,10 +196,10 @@ void log_check(const Check &check, json_object *value, int64_t number, int64_t m
   if (!check.log) return;
   switch (check.log_args) {
     case LogArgs::Value:
-      if (numeric_check(check))
+      if (numeric_check(check) && first_conversion(check.log) != 's')
         log_table_message(check.log, static_cast<int>(number));
       else
-        log_table_message(check.log, text_of(value));
+        log_with_value(check.log, value);
       break;
     case LogArgs::MinMax:
       log_table_message(check.log, static_cast<int>(min), static_cast<int>(max));
@@ -683,16 +712,10 @@ void log_set_failure(const Field &f, const Element &e, json_object *value, int r
       log_table_message(format, static_cast<int>(e.index.num[0]), result);
       break;
     case SetLog::ValueRc:
-      if (json_object_is_type(value, json_type_string))
-        log_table_message(format, text_of(value), result);
-      else
-        log_table_message(format, static_cast<int>(int_of(value)), result);
+      log_with_value(format, value, result);
       break;
     case SetLog::Value:
-      if (json_object_is_type(value, json_type_string))
-        log_table_message(format, text_of(value));
-      else
-        log_table_message(format, static_cast<int>(int_of(value)));
+      log_with_value(format, value);
       break;
     case SetLog::None:
       log_table_message("%s", format);
@@ -873,7 +896,7 @@ void scalar_post(const Resource &r, MHD_Connection *connection, json_object *req
 }  // namespace
 
 void resource_post(const Resource &r, MHD_Connection *connection, json_object *request, ResponseHolder *response) {
-  if (r.walk.kind == WalkKind::Scalar || r.walk.kind == WalkKind::Single)
+  if (r.walk.kind == WalkKind::Scalar)
     scalar_post(r, connection, request, response);
   else
     list_write(r, Method::Post, connection, request, response);
@@ -912,12 +935,75 @@ void register_served(const char *name, const Resource *resource) { registry().pu
 
 namespace {
 
+// Whether a log format takes the arguments a walker gives it: its
+// conversions, in order, are at most those `given` lists ('d' a number,
+// 's' a text, 'v' either). A format asking for more, or for another type,
+// would read what is not there.
+bool format_fits(const char *format, const char *given) {
+  if (!format) return true;
+  size_t n = 0;
+  for (const char *p = format; (p = std::strchr(p, '%'));) {
+    ++p;
+    if (*p == '%') {
+      ++p;
+      continue;
+    }
+    while (*p && std::strchr("-+ #0123456789.", *p)) ++p;
+    if (*p == 'l' || *p == 'h' || *p == 'z') return false;  // the walkers pass int and char *
+    char want = given[n++];
+    if (!want) return false;
+    bool number = std::strchr("diuxXc", *p) != nullptr;
+    if (want == 'd' ? !number : want == 's' ? *p != 's' : !(number || *p == 's')) return false;
+  }
+  return true;
+}
+
+const char *given_by(SetLog how) {
+  switch (how) {
+    case SetLog::Rc: return "d";
+    case SetLog::ValueRc: return "vd";
+    case SetLog::IndexRc: return "dd";
+    case SetLog::Value: return "v";
+    case SetLog::None: return "";
+  }
+  return "";
+}
+
+const char *given_by(ActionLog how) {
+  switch (how) {
+    case ActionLog::Rc: return "d";
+    case ActionLog::IndexRc: return "dd";
+    case ActionLog::TextRc: return "sd";
+    case ActionLog::Index: return "d";
+    case ActionLog::Text: return "s";
+  }
+  return "";
+}
+
+const char *given_by(LogArgs how) {
+  switch (how) {
+    case LogArgs::Value: return "v";
+    case LogArgs::MinMax: return "dd";
+    case LogArgs::Max: return "d";
+    case LogArgs::None: return "";
+  }
+  return "";
+}
+
 bool check_resource(const char *name, const Resource &r) {
   bool ok = true;
   auto fault = [&](const char *what, const char *key) {
     agent_log(1, "The declaration of %s cannot be served: %s%s%s", name, what, key ? " " : "", key ? key : "");
     ok = false;
   };
+  auto format = [&](const char *text, const char *given, const char *key) {
+    if (!format_fits(text, given)) fault("a log format does not take what it is given:", key ? key : text);
+  };
+  format(r.walk.first_error, "d", nullptr);
+  format(r.missing_key_log, "s", nullptr);
+  format(r.create_error, given_by(r.create_log), nullptr);
+  format(r.remove_error, given_by(r.remove_log), nullptr);
+  for (const Query &q : r.query) format(q.check.log, given_by(q.check.log_args), q.name);
   if (r.fields.size() > kMaxFields) fault("it has more keys than an element may hold", nullptr);
   if (r.query.size() > kMaxQuery) fault("it has more query variables than a request may hold", nullptr);
   if (indexed_by_first_field(r) && (r.fields.empty() || !numeric_check(r.fields[0].check)))
@@ -925,6 +1011,9 @@ bool check_resource(const char *name, const Resource &r) {
   if (r.walk.kind == WalkKind::List && !r.walk.next) fault("its list walk has no cursor", nullptr);
   for (size_t i = 0; i < r.fields.size() && i < kMaxFields; ++i) {
     const Field &f = r.fields[i];
+    format(f.check.log, given_by(f.check.log_args), f.key);
+    format(f.get_error, "d", f.key);
+    format(f.set_error, given_by(f.set_log), f.key);
     if (serves_get(r) && !is_index(r, i) && (f.flags & kGet) && !f.get) fault("GET lists a key without getter:", f.key);
     if ((f.flags & kPost) && !f.set && f.check.kind == CheckKind::None && !r.create && !r.nested)
       fault("POST reads a key that nothing uses:", f.key);
@@ -934,6 +1023,8 @@ bool check_resource(const char *name, const Resource &r) {
 }
 
 }  // namespace
+
+bool check_declaration(const char *name, const Resource &resource) { return check_resource(name, resource); }
 
 bool check_declarations() {
   bool ok = true;

@@ -428,6 +428,8 @@ void register_served(const char *name, const Resource *resource);
 // where GET lists a key, a row in the URI table whose methods match) and
 // logs each fault at level 1; false when there is one.
 bool check_declarations();
+// The same for one declaration.
+bool check_declaration(const char *name, const Resource &resource);
 
 struct ServeRegistrar {
   ServeRegistrar(const char *name, const Resource *resource) { register_served(name, resource); }

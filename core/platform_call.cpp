@@ -64,3 +64,37 @@ json_object *member_json(const void *record, const Member &m) {
 }
 
 }  // namespace veltrum::handler::call_detail
+
+namespace veltrum::handler {
+
+std::vector<uint32_t> ports_of(json_object *list, const char *key) {
+  std::vector<uint32_t> out;
+  if (!json_object_is_type(list, json_type_array)) return out;
+  for (size_t i = 0; i < json_object_array_length(list); ++i) {
+    json_object *port = nullptr;
+    int64_t n = 0;
+    if (json_object_object_get_ex(json_object_array_get_idx(list, i), key, &port) && read_int(port, n))
+      out.push_back(static_cast<uint32_t>(n));
+  }
+  return out;
+}
+
+bool port_list_check(Outcome &out, const char *key, json_object *value) {
+  if (!json_object_is_type(value, json_type_array)) {
+    out.fail("Parsing error - expected %s array ", key);
+    return false;
+  }
+  static constexpr Check kPort = port_check(3, "Port validation failed");
+  for (size_t i = 0; i < json_object_array_length(value); ++i) {
+    json_object *port = nullptr;
+    json_object *element = json_object_array_get_idx(value, i);
+    if (!json_object_is_type(element, json_type_object) || !json_object_object_get_ex(element, "port", &port)) {
+      out.fail("Parsing Error: 'port' invalid.\n");
+      return false;
+    }
+    if (!check_value(out, "port", kPort, port)) return false;
+  }
+  return true;
+}
+
+}  // namespace veltrum::handler

@@ -37,6 +37,7 @@
 #include <limits>
 #include <string>
 #include <tuple>
+#include <vector>
 #include <type_traits>
 
 #include <arpa/inet.h>
@@ -90,6 +91,18 @@ struct NextTxt {};
 // Member): Rec<kMembers> with `constexpr Member kMembers[]`.
 template <const auto &Members>
 struct Rec {};
+// Outputs of one call that feed several keys: each goes into the object
+// the getter answers (a kMerge key joins its members to the element).
+template <Name K>
+struct Into {};
+template <Name K, size_t N>
+struct IntoText {};
+// A list of interface numbers (uint32_t) the platform fills into a buffer
+// of at most Max: as JSON, an array of {K: number}.
+template <Name K = "port", size_t Max = 256>
+struct PortArray {};
+// The port a port-set change is about (see replace_ports).
+struct CurrentPort {};
 template <Name K>
 struct Row {};
 template <Name K, size_t N>
@@ -109,7 +122,19 @@ struct Context {
   Element *moving = nullptr;  // a cursor's element (its index and row)
   json_object *in = nullptr;  // setter input
   json_object **out = nullptr;  // getter output
+  uint32_t port = 0;                     // CurrentPort
+  std::vector<uint32_t> *ports = nullptr;  // a PortArray read for code, not JSON
 };
+
+// Adds `value` under `key` of the object a getter answers.
+inline void into(const Context &c, const char *key, json_object *value) {
+  if (!c.out) {
+    json_object_put(value);
+    return;
+  }
+  if (!*c.out) *c.out = json_object_new_object();
+  json_object_object_add(*c.out, key, value);
+}
 
 template <typename P>
 constexpr bool kIsInteger = std::is_integral_v<P> || std::is_enum_v<P>;
@@ -359,6 +384,54 @@ struct Arg<Rec<Members>, P> {
   }
 };
 
+template <Name K, typename P>
+struct Arg<Into<K>, P> {
+  OutToJson<P> a;
+  bool load(const Context &) { return true; }
+  P arg() { return a.arg(); }
+  void store(const Context &c) { into(c, K.text, a.json()); }
+};
+
+template <Name K, size_t N, typename P>
+struct Arg<IntoText<K, N>, P> {
+  OutToJson<P, N> a;
+  bool load(const Context &) { return true; }
+  P arg() { return a.arg(); }
+  void store(const Context &c) { into(c, K.text, a.json()); }
+};
+
+template <Name K, size_t Max, typename P>
+struct Arg<PortArray<K, Max>, P> {
+  static_assert(std::is_same_v<P, open_buffdesc *>, "a port list comes in an open_buffdesc");
+  uint32_t held[Max] = {};
+  open_buffdesc desc{sizeof held, held};
+  bool load(const Context &) { return true; }
+  P arg() { return &desc; }
+  void store(const Context &c) {
+    size_t n = std::min<size_t>(desc.size / sizeof(uint32_t), Max);
+    if (c.ports) {
+      c.ports->assign(held, held + n);
+      return;
+    }
+    if (!c.out) return;
+    json_object *list = json_object_new_array();
+    for (size_t i = 0; i < n; ++i) {
+      json_object *o = json_object_new_object();
+      json_object_object_add(o, K.text, json_object_new_int64(held[i]));
+      json_object_array_add(list, o);
+    }
+    *c.out = list;
+  }
+};
+
+template <typename P>
+struct Arg<CurrentPort, P> {
+  P held{};
+  bool load(const Context &c) { return to_integer(static_cast<int64_t>(c.port), held); }
+  P arg() { return held; }
+  void store(const Context &) {}
+};
+
 // ---- cursor arguments
 
 template <int I, typename P>
@@ -520,6 +593,47 @@ struct Limits<Fn, Min, open_error_t (*)(openapiClientHandle_t *, A *)> {
   }
 };
 }  // namespace call_detail
+
+// A getter of a query variable of the request (a Single or scalar
+// resource listing what it was asked for).
+template <Name K>
+int from_query(const Element &e, json_object **out) {
+  json_object *v = e.query_value(K.text);
+  if (!v) return OPEN_E_NOT_FOUND;
+  *out = json_object_get(v);
+  return OPEN_E_NONE;
+}
+
+// The ports of an array [{"port": n}, ...] (after port_list_check).
+std::vector<uint32_t> ports_of(json_object *list, const char *key = "port");
+// A check of such an array: every element an object whose "port" passes
+// the port validator (kind 3): "Port validation failed", errCode 247 and
+// {"port_id": id} otherwise.
+bool port_list_check(Outcome &out, const char *key, json_object *value);
+
+// A setter that makes a set of ports what the value lists: it reads the
+// current set with ListGet(client, keys..., list), adds each missing port
+// with Add(client, keys..., ifNum) and removes each other port with
+// Remove(client, keys..., ifNum); the first failing call ends it.
+template <auto ListGet, auto Add, auto Remove, typename... KeySrc>
+int replace_ports(const Element &e, json_object *value) {
+  using namespace call_detail;
+  std::vector<uint32_t> current;
+  Context c{.e = &e, .ports = &current};
+  if (int rc = CallOf<ListGet, KeySrc..., PortArray<>>::run(c)) return rc;
+  std::vector<uint32_t> wanted = ports_of(value);
+  for (uint32_t port : wanted) {
+    if (std::find(current.begin(), current.end(), port) != current.end()) continue;
+    c.port = port;
+    if (int rc = CallOf<Add, KeySrc..., CurrentPort>::run(c)) return rc;
+  }
+  for (uint32_t port : current) {
+    if (std::find(wanted.begin(), wanted.end(), port) != wanted.end()) continue;
+    c.port = port;
+    if (int rc = CallOf<Remove, KeySrc..., CurrentPort>::run(c)) return rc;
+  }
+  return OPEN_E_NONE;
+}
 
 // Platform limits as a LimitsFn: from (client, T *min, T *max), or from
 // (client, T *max) with the minimum `Min`.

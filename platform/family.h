@@ -4,12 +4,12 @@
 // numbered in catalogue order, that holds its records and enumerations and
 // two lists:
 //
-//   #define VELTRUM_SETTINGS_dai(SETTING, SETTING_BY, TEXT_SETTING)       \
-//     SETTING(X(rpcclt_openapiDaiIntfRateLimitGet),                        \
-//             X(rpcclt_openapiDaiIntfRateLimitSet),                        \
+//   #define VELTRUM_SETTINGS_dai(SETTING, SETTING_BY, TEXT_SETTING) ...
+//     SETTING(X(rpcclt_openapiDaiIntfRateLimitGet),
+//             X(rpcclt_openapiDaiIntfRateLimitSet),
 //             INTF, int32_t, "dai.intf.rate", 15, -1, 300)
-//   #define VELTRUM_CALLS_dai(X)                                           \
-//     X(rpcclt_openapiDaiVlanStatsGet,                                     \
+//   #define VELTRUM_CALLS_dai(X) ...
+//     X(rpcclt_openapiDaiVlanStatsGet,
 //       (openapiClientHandle_t * client, uint32_t vlanId, OPEN_DAI_VLAN_STATS_t *stats))
 //   VELTRUM_PLATFORM_FAMILY(dai, 10)
 //

@@ -61,12 +61,12 @@
   ROW(dai_stats,                     dai_stats_get,                NONE,                         NONE,                         1) \
   /* Security */ \
   ROW(dot1x_port_summary,            PENDING,                      NONE,                         NONE,                         1) \
-  ROW(port_security_dynamicmac,      PENDING,                      NONE,                         NONE,                         1) \
-  ROW(port_security_cfg,             PENDING,                      PENDING,                      NONE,                         1) \
+  ROW(port_security_dynamicmac,      port_security_dynamicmac_get, NONE,                         NONE,                         1) \
+  ROW(port_security_cfg,             port_security_cfg_get,        port_security_cfg_post,       NONE,                         1) \
   ROW(dot1x_global_cfg,              PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(port_security_settings,        PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(port_security_violations,      PENDING,                      NONE,                         NONE,                         1) \
-  ROW(port_security_intf,            PENDING,                      PENDING,                      NONE,                         1) \
+  ROW(port_security_settings,        port_security_settings_get,   port_security_settings_post,  NONE,                         1) \
+  ROW(port_security_violations,      port_security_violations_get, NONE,                         NONE,                         1) \
+  ROW(port_security_intf,            port_security_intf_get,       port_security_intf_post,      NONE,                         1) \
   ROW(acl_cfg,                       NONE,                         PENDING,                      PENDING,                      1) \
   ROW(aclrule_cfg,                   NONE,                         NONE,                         PENDING,                      1) \
   ROW(acl_count_get,                 PENDING,                      NONE,                         NONE,                         1) \
@@ -96,10 +96,10 @@
   ROW(tacacs_server_cfg,             PENDING,                      PENDING,                      PENDING,                      1) \
   ROW(acal_rule_cfg,                 PENDING,                      PENDING,                      PENDING,                      1) \
   ROW(protocol_access_control,       PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(macfilter_config,              PENDING,                      PENDING,                      PENDING,                      1) \
-  ROW(macfilter_portsetting,         PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(stormcontrol_global_cfg,       PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(stormcontrol_intf_cfg,         PENDING,                      PENDING,                      NONE,                         1) \
+  ROW(macfilter_config,              macfilter_config_get,         macfilter_config_post,        macfilter_config_delete,      1) \
+  ROW(macfilter_portsetting,         macfilter_portsetting_get,    macfilter_portsetting_post,   NONE,                         1) \
+  ROW(stormcontrol_global_cfg,       stormcontrol_global_cfg_get,  stormcontrol_global_cfg_post, NONE,                         1) \
+  ROW(stormcontrol_intf_cfg,         stormcontrol_intf_cfg_get,    stormcontrol_intf_cfg_post,   NONE,                         1) \
   ROW(dot1x_auth_list,               PENDING,                      PENDING,                      NONE,                         1) \
   ROW(http_https_auth_list,          PENDING,                      PENDING,                      NONE,                         1) \
   ROW(radius_server_cfg,             PENDING,                      PENDING,                      PENDING,                      1) \
@@ -108,11 +108,11 @@
   ROW(radius_accounting_cfg,         PENDING,                      PENDING,                      NONE,                         1) \
   ROW(radius_accounting_stats_clear, NONE,                         PENDING,                      NONE,                         1) \
   ROW(radius_accounting_stats,       PENDING,                      NONE,                         NONE,                         1) \
-  ROW(loop_protection_clear,         NONE,                         PENDING,                      NONE,                         1) \
-  ROW(loopprotection_global_cfg,     PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(loop_protection_cfg,           PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(auto_dos_cfg,                  PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dos_service_cfg,               PENDING,                      PENDING,                      NONE,                         1) \
+  ROW(loop_protection_clear,         NONE,                         loop_protection_clear_post,   NONE,                         1) \
+  ROW(loopprotection_global_cfg,     loopprotection_global_cfg_get, loopprotection_global_cfg_post, NONE,                         1) \
+  ROW(loop_protection_cfg,           loop_protection_cfg_get,      loop_protection_cfg_post,     NONE,                         1) \
+  ROW(auto_dos_cfg,                  auto_dos_cfg_get,             auto_dos_cfg_post,            NONE,                         1) \
+  ROW(dos_service_cfg,               dos_service_cfg_get,          dos_service_cfg_post,         NONE,                         1) \
   ROW(dot1x_eapol_stats,             PENDING,                      PENDING,                      NONE,                         1) \
   /* Switching */ \
   ROW(lldp_local_device,             PENDING,                      NONE,                         NONE,                         0) \

@@ -1,0 +1,46 @@
+// Small helpers the simulator's feature families share.
+#pragma once
+
+#include <cctype>
+#include <cstdint>
+#include <string>
+
+#include "sim/bind.h"
+
+namespace veltrum::sim {
+
+// Reads an integer setting into a call's out parameter.
+template <typename T>
+open_error_t read_integer(const Store &store, const char *key, uint32_t index, T *out) {
+  if (!out) return OPEN_E_PARAM;
+  Value v;
+  if (open_error_t rc = store.get(key, index, v)) return rc;
+  *out = static_cast<T>(std::get<int64_t>(v));
+  return OPEN_E_NONE;
+}
+
+// A MAC address as the switch keeps it: upper-case hexadecimal digits.
+inline std::string mac_key(std::string mac) {
+  for (char &c : mac) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return mac;
+}
+
+// A MAC address text "hh:hh:hh:hh:hh:hh" that names one station: not all
+// zeros, not a group (multicast or broadcast) address.
+inline bool unicast_mac(const std::string &mac) {
+  if (!text_matches(TextSyntax::MAC, mac) || mac == "00:00:00:00:00:00") return false;
+  int first = std::stoi(mac.substr(0, 2), nullptr, 16);
+  return (first & 1) == 0;
+}
+
+// A record's member, or the default.
+inline int64_t record_integer(const Record &r, const char *member, int64_t fallback = 0) {
+  auto it = r.find(member);
+  return it != r.end() && it->second.index() == 0 ? std::get<int64_t>(it->second) : fallback;
+}
+inline std::string record_text(const Record &r, const char *member) {
+  auto it = r.find(member);
+  return it != r.end() && it->second.index() == 1 ? std::get<std::string>(it->second) : std::string();
+}
+
+}  // namespace veltrum::sim
