@@ -10,40 +10,13 @@
 
 namespace {
 
-using veltrum::test::LoggedInSuite;
 using veltrum::test::Credentials;
 using veltrum::test::HttpResponse;
 using veltrum::test::json_at;
 using veltrum::test::json_int_at;
 using veltrum::test::json_string_at;
 
-constexpr const char *kSuccess = R"({"resp":{"status":"success","respCode":0,"respMsg":"Operation success"}})";
-
-class DaiTest : public LoggedInSuite {
- protected:
-  HttpResponse get(const std::string &resource) { return harness().get("/api/v1/" + resource, auth()); }
-  HttpResponse post(const std::string &resource, const std::string &body) {
-    return harness().post("/api/v1/" + resource, body, auth());
-  }
-  HttpResponse del(const std::string &resource, const std::string &body) {
-    return harness().del("/api/v1/" + resource, body, auth());
-  }
-  // The platform calls made since the last reset whose names contain `part`.
-  std::vector<std::string> calls(const std::string &part) {
-    std::vector<std::string> out;
-    for (const auto &c : harness().sim().journal())
-      if (c.find(part) != std::string::npos) out.push_back(c);
-    return out;
-  }
-  unsigned saves() { return harness().sim().count("rpcclt_openapiSaveConfig"); }
-  // Length of the array under `key` of an answer; 0 when there is none.
-  static size_t list_length(const HttpResponse &r, const char *key) {
-    JsonPtr doc = r.json();
-    json_object *list = json_at(doc.get(), {key});
-    return json_object_is_type(list, json_type_array) ? json_object_array_length(list) : 0;
-  }
-
-};
+class DaiTest : public veltrum::test::ResourceSuite {};
 
 // ---------------------------------------------------------------- dai_global_cfg
 

@@ -524,4 +524,20 @@ void LoggedInSuite::SetUp() {
   harness().clear_program_log();
 }
 
+std::vector<std::string> ResourceSuite::calls(const std::string &part) {
+  std::vector<std::string> out;
+  for (const auto &c : harness().sim().journal())
+    if (c.find(part) != std::string::npos) out.push_back(c);
+  return out;
+}
+
+size_t ResourceSuite::list_length(const HttpResponse &r, const char *key) {
+  JsonPtr doc = r.json();
+  json_object *list = json_at(doc.get(), {key});
+  return json_object_is_type(list, json_type_array) ? json_object_array_length(list) : 0;
+}
+
+int64_t ResourceSuite::err_code(const HttpResponse &r) { return json_int_at(r.json().get(), {"resp", "errCode"}); }
+int64_t ResourceSuite::resp_code(const HttpResponse &r) { return json_int_at(r.json().get(), {"resp", "respCode"}); }
+
 }  // namespace veltrum::test

@@ -246,4 +246,29 @@ class LoggedInSuite : public AgentSuite {
   Login session_;
 };
 
+// A LoggedInSuite with the requests and reads a resource's tests make:
+//   HttpResponse r = post("dai_intf_cfg", R"({"dai_intf_cfg": [...]})");
+//   EXPECT_EQ(calls("RateLimitSet").size(), 1u);
+class ResourceSuite : public LoggedInSuite {
+ protected:
+  static constexpr const char *kSuccess = R"({"resp":{"status":"success","respCode":0,"respMsg":"Operation success"}})";
+
+  // `resource` may carry a query string.
+  HttpResponse get(const std::string &resource) { return harness().get("/api/v1/" + resource, auth()); }
+  HttpResponse post(const std::string &resource, const std::string &body) {
+    return harness().post("/api/v1/" + resource, body, auth());
+  }
+  HttpResponse del(const std::string &resource, const std::string &body) {
+    return harness().del("/api/v1/" + resource, body, auth());
+  }
+  // The platform calls made since the last reset whose names contain `part`.
+  std::vector<std::string> calls(const std::string &part);
+  unsigned saves() { return harness().sim().count("rpcclt_openapiSaveConfig"); }
+  // Length of the array under `key` of an answer; 0 when there is none.
+  static size_t list_length(const HttpResponse &r, const char *key);
+  // "errCode" and "respCode" of an answer (-999999 when absent).
+  static int64_t err_code(const HttpResponse &r);
+  static int64_t resp_code(const HttpResponse &r);
+};
+
 }  // namespace veltrum::test
