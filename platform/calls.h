@@ -124,4 +124,19 @@
     (openapiClientHandle_t * client, const open_buffdesc *aclName, uint32_t seqNo,                 \
      uint32_t ipAddr, const open_buffdesc *macAddr, OPEN_ARP_ACL_RULE_ACTION_t action))            \
   X(rpcclt_openapiArpAclRuleDelete,                                                                \
-    (openapiClientHandle_t * client, const open_buffdesc *aclName, uint32_t seqNo))
+    (openapiClientHandle_t * client, const open_buffdesc *aclName, uint32_t seqNo))              \
+                                                                                                   \
+  /* ---- network diagnostics ---- */                                                             \
+  /* Both probes run to their end before they answer; `response` receives the probe's text,       \
+     cut after the last whole line that fits. `ifNum` is read for OPEN_PROBE_SOURCE_INTERFACE,    \
+     `srcAddr` for OPEN_PROBE_SOURCE_ADDRESS. A source the switch cannot send from answers        \
+     OPEN_E_FAIL, an unknown host OPEN_E_NOT_FOUND, a value out of range OPEN_E_PARAM. */          \
+  X(rpcclt_openapiPing,                                                                            \
+    (openapiClientHandle_t * client, const open_buffdesc *host, OPEN_AF_t family, uint32_t count,  \
+     uint32_t interval, uint32_t size, OPEN_PROBE_SOURCE_t srcType, uint32_t ifNum,                \
+     const open_buffdesc *srcAddr, open_buffdesc *response))                                       \
+  X(rpcclt_openapiTraceroute,                                                                      \
+    (openapiClientHandle_t * client, const open_buffdesc *host, OPEN_AF_t family, uint32_t probes, \
+     uint32_t interval, uint32_t initTtl, uint32_t maxTtl, uint32_t maxFail, uint32_t size,        \
+     uint32_t port, OPEN_PROBE_SOURCE_t srcType, uint32_t ifNum, const open_buffdesc *srcAddr,     \
+     open_buffdesc *response))

@@ -123,6 +123,16 @@ typedef enum {
   OPEN_ARP_ACL_RULE_ACTION_DENY = 2,
 } OPEN_ARP_ACL_RULE_ACTION_t;
 
+// ---- network diagnostics ----
+
+// Where a diagnostic probe (ping, traceroute) sends from.
+typedef enum {
+  OPEN_PROBE_SOURCE_NETWORK_PORT = 1,  // the management network port
+  OPEN_PROBE_SOURCE_INTERFACE = 2,     // a routing interface (by number), from its address
+  OPEN_PROBE_SOURCE_ADDRESS = 3,       // a given address of the switch
+  OPEN_PROBE_SOURCE_NONE = 4,          // no source given: the routing table decides
+} OPEN_PROBE_SOURCE_t;
+
 // Sizes of the platform's text fields, terminating NUL included.
 enum {
   OPEN_APP_NAME_SIZE = 20,

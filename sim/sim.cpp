@@ -41,6 +41,7 @@ Sim::Sim(SimOptions options) : options_(std::move(options)), store_(*this) {
   install_network(*this);
   install_users(*this);
   install_dai(*this);
+  install_diagnostics(*this);
   install_control();
   apply_defaults();
 }
@@ -82,7 +83,7 @@ std::vector<std::string> Sim::missing_calls() const {
 }
 
 bool Sim::serve(uint32_t id, openapiClientHandle_t *client, rpc::Reader &in, rpc::Writer &out) {
-  std::lock_guard<std::mutex> lock(mu_);
+  std::unique_lock<std::mutex> lock(mu_);
   try {
     if (id >= rpc::kControlBase) {
       uint32_t c = id - rpc::kControlBase;
@@ -106,6 +107,7 @@ bool Sim::serve(uint32_t id, openapiClientHandle_t *client, rpc::Reader &in, rpc
       out.i32(OPEN_E_UNAVAIL);
       return false;
     }
+    if (unlocked_[id]) lock.unlock();
     return calls_[id](client, in, out);
   } catch (const std::exception &e) {
     agent_log(1, "call %u failed inside the simulator: %s", id, e.what());

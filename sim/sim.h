@@ -76,6 +76,16 @@ class Sim : public rpc::CallSink, public IndexOracle {
     calls_[i] = rpc::make_handler<Sig>(std::move(fn));
     faulted_[i] = rpc::make_handler<Sig>([this, i](openapiClientHandle_t *, auto...) { return fault_result_[i]; });
   }
+  // A call that runs for long (a diagnostic probe) is served outside the
+  // model lock, so the other clients are not held up meanwhile; it takes
+  // the lock itself, with lock_model(), for the moments it reads the model.
+  // Counting, the journal and injected faults work as for every call.
+  template <rpc::CallId Id, typename F>
+  void implement_unlocked(F fn) {
+    implement<Id>(std::move(fn));
+    unlocked_[static_cast<uint32_t>(Id)] = true;
+  }
+  std::unique_lock<std::mutex> lock_model() { return std::unique_lock<std::mutex>(mu_); }
   template <ControlId Id, typename F>
   void implement_control(F fn) {
     controls_[static_cast<uint32_t>(Id)] = rpc::make_handler<typename ControlSig<Id>::type>(std::move(fn));
@@ -116,6 +126,7 @@ class Sim : public rpc::CallSink, public IndexOracle {
   std::mutex mu_;
   std::array<rpc::CallHandler, rpc::kCallCount> calls_;
   std::array<rpc::CallHandler, rpc::kCallCount> faulted_;
+  std::array<bool, rpc::kCallCount> unlocked_{};
   std::array<rpc::CallHandler, static_cast<size_t>(ControlId::Count)> controls_;
   std::array<uint32_t, rpc::kCallCount> counts_{};
   std::array<uint32_t, rpc::kCallCount> fault_skip_{};
@@ -131,5 +142,8 @@ void install_vlans(Sim &sim);
 void install_network(Sim &sim);
 void install_users(Sim &sim);
 void install_dai(Sim &sim);
+void install_diagnostics(Sim &sim);
+// Ends the diagnostic probes still running (the service is stopping).
+void stop_probes();
 
 }  // namespace veltrum::sim

@@ -92,6 +92,7 @@ int main(int argc, char **argv) {
   int sig = 0;
   sigwait(&signals, &sig);
   agent_log(6, "stopping on signal %d", sig);
+  veltrum::sim::stop_probes();  // a connection thread may be waiting for one
   server.stop();
   return 0;
 }

@@ -28,3 +28,14 @@ VELTRUM_HANDLER(dai_aclrule_cfg_get);
 VELTRUM_HANDLER(dai_aclrule_cfg_post);
 VELTRUM_HANDLER(dai_aclrule_cfg_delete);
 VELTRUM_HANDLER(dai_stats_get);
+
+// Network diagnostics (jobs/diagnostics.cpp, jobs/probe.cpp)
+VELTRUM_HANDLER(dnslookup_start_get);
+VELTRUM_HANDLER(dnslookup_stop_post);
+VELTRUM_HANDLER(dnslookup_results_get);
+VELTRUM_HANDLER(ping_test_start_post);
+VELTRUM_HANDLER(ping_test_status_get);
+VELTRUM_HANDLER(traceroute_status_get);
+VELTRUM_HANDLER(traceroute_start_post);
+VELTRUM_HANDLER(ping_test_post);
+VELTRUM_HANDLER(traceroute_test_post);
