@@ -29,6 +29,12 @@ const char *const kSeeds[] = {
     R"({"dai_aclrule_cfg":{"acls":[{"name":"web","aclrules":[{"idx":1,"ip":"10.0.0.1","mac":"00:11:22:33:44:55","action":1}]}]}})",
     R"({"user_password_change":{"current":"password","new":"password1","confirm":"password1"}})",
     R"({"ping":""})",
+    // No job module runs in this process, so a start never starts a program.
+    // The synchronous probes get no seed: a mutated host could name a
+    // machine elsewhere.
+    R"({"pingTest":{"action":1,"ipversion":4,"host":"127.0.0.1","count":1,"size":0}})",
+    R"({"tracerouteStart":{"action":1,"host":"127.0.0.1","ipVersion":4,"maxTtl":2,"srcAddr":"","gateway":""}})",
+    R"({"dnsLookupStop":{"state":true}})",
 };
 
 // Values that do not belong where they are put.
