@@ -84,9 +84,7 @@ struct JobResource {
   const char *start_failed;
   const char *not_running;
   const char *stop_failed;
-  int (*start)(void *request);
-  int (*stop)();
-  void (*free_request)(void *request);
+  const veltrum::jobs::JobKind &kind;
 };
 
 // Starts or stops the job as the request's action says; answers rc. Takes
@@ -94,14 +92,14 @@ struct JobResource {
 int run_action(const JobResource &job, int32_t action, void *request, bool texts_ok) {
   if (action == 1) {
     if (!texts_ok) {
-      job.free_request(request);
+      job.kind.free_request(request);
       message("%s", job.start_failed);
       return -1;
     }
-    switch (job.start(request)) {
-      case 0:
+    switch (veltrum::jobs::job_start(job.kind, request)) {
+      case veltrum::jobs::JOB_OK:
         return 0;
-      case 1:
+      case veltrum::jobs::JOB_BUSY:
         message("%s", job.busy);
         return 1;
       default:
@@ -110,15 +108,15 @@ int run_action(const JobResource &job, int32_t action, void *request, bool texts
     }
   }
   if (action == 0) {
-    int result = job.stop();
-    job.free_request(request);
+    int result = veltrum::jobs::job_stop(job.kind);
+    job.kind.free_request(request);
     // The stop answers 2 when nothing runs, so stopping an idle job answers
     // the stop failure; -1 (never given) would be "not running".
     if (result == 0) return 0;
     message("%s", result == -1 ? job.not_running : job.stop_failed);
     return result == -1 ? 2 : -1;
   }
-  job.free_request(request);
+  job.kind.free_request(request);
   return 0;
 }
 
@@ -134,27 +132,12 @@ bool parse_start(const char *key, json_object *request, JsonField *fields, size_
   return true;
 }
 
-const JobResource kPingJob{
-    "Can't get Ping parameters from request",
-    "Ping test is in progress",
-    "Failed to start Ping test",
-    "Ping test is not running",
-    "Failed to stop Ping test",
-    [](void *r) { return ping_test_start(static_cast<PingRequest *>(r)); },
-    ping_test_stop,
-    [](void *r) { ping_test_free_request(static_cast<PingRequest *>(r)); },
-};
-
-const JobResource kTracerouteJob{
-    "Can't get traceroute parameters from request",
-    "Traceroute is in progress",
-    "Failed to start Traceroute",
-    "Traceroute is not running",
-    "Failed to stop Traceroute",
-    [](void *r) { return traceroute_start(static_cast<TracerouteRequest *>(r)); },
-    traceroute_stop,
-    [](void *r) { traceroute_free_request(static_cast<TracerouteRequest *>(r)); },
-};
+const JobResource kPingJob{"Can't get Ping parameters from request", "Ping test is in progress",
+                           "Failed to start Ping test", "Ping test is not running", "Failed to stop Ping test",
+                           kPingTestJob};
+const JobResource kTraceJob{"Can't get traceroute parameters from request", "Traceroute is in progress",
+                            "Failed to start Traceroute", "Traceroute is not running", "Failed to stop Traceroute",
+                            kTracerouteJob};
 
 constexpr int32_t kMaxStartCount = 15;
 constexpr int32_t kMaxStartSize = 13000;
@@ -185,7 +168,7 @@ int traceroute_start_request(json_object *request) {
                    {"displayTTL", nullptr}, {"printNumner", nullptr}, {"bypassRoute", nullptr}, {"verbose", nullptr},
                    {"maxTtl", nullptr},  {"port", nullptr},    {"nQueries", nullptr},    {"tos", nullptr},
                    {"wait", nullptr},    {"srcAddr", nullptr}, {"gateway", nullptr}};
-  if (!parse_start("tracerouteStart", request, f, std::size(f), kTracerouteJob.parse_failed)) return -1;
+  if (!parse_start("tracerouteStart", request, f, std::size(f), kTraceJob.parse_failed)) return -1;
 
   auto *trace = static_cast<TracerouteRequest *>(xcalloc(1, sizeof(TracerouteRequest)));
   trace->action = int_member(f[0]);
@@ -210,11 +193,12 @@ int traceroute_start_request(json_object *request) {
   }
   if (trace->host != nullptr && !host_text_ok(trace->host)) texts_ok = false;
   if (!texts_ok) agent_log(4, "Invalid traceroute server/hostname address");
-  return run_action(kTracerouteJob, trace->action, trace, texts_ok);
+  return run_action(kTraceJob, trace->action, trace, texts_ok);
 }
 
-void job_status(ResponseHolder *response, json_object *view, const char *failed, const char *name) {
+void job_status(ResponseHolder *response, const veltrum::jobs::JobKind &kind, const char *failed, const char *name) {
   Outcome out;
+  json_object *view = veltrum::jobs::job_status_view(kind);
   out.rc = view ? 0 : -1;
   if (!view) message("%s", failed);
   out.finish_read(response, name, view);
@@ -229,7 +213,7 @@ void ping_test_start_post(MHD_Connection *, ResponseHolder *response, json_objec
 }
 
 void ping_test_status_get(MHD_Connection *, ResponseHolder *response, json_object *) {
-  job_status(response, ping_test_status_view(), "Failed to get the status of Ping test", "pingTestStatus");
+  job_status(response, kPingTestJob, "Failed to get the status of Ping test", "pingTestStatus");
 }
 
 void traceroute_start_post(MHD_Connection *, ResponseHolder *response, json_object *request) {
@@ -239,7 +223,7 @@ void traceroute_start_post(MHD_Connection *, ResponseHolder *response, json_obje
 }
 
 void traceroute_status_get(MHD_Connection *, ResponseHolder *response, json_object *) {
-  job_status(response, traceroute_status_view(), "Failed to get the status of traceroute", "tracerouteInfo");
+  job_status(response, kTracerouteJob, "Failed to get the status of traceroute", "tracerouteInfo");
 }
 
 // ---------------------------------------------------------------- DNS lookup

@@ -21,27 +21,25 @@ namespace {
 // How long a program may take to end after SIGTERM before it gets SIGKILL.
 constexpr int kStopGraceMs = 2000;
 
-class ReadLock {
+// Holds a kind's lock for reading or writing for one scope.
+template <bool Write>
+class RecordLock {
  public:
-  explicit ReadLock(JobStatus &s) : lock_(&s.lock) { pthread_rwlock_rdlock(lock_); }
-  ~ReadLock() { pthread_rwlock_unlock(lock_); }
-  ReadLock(const ReadLock &) = delete;
-  ReadLock &operator=(const ReadLock &) = delete;
+  explicit RecordLock(JobStatus &s) : lock_(&s.lock) {
+    if (Write)
+      pthread_rwlock_wrlock(lock_);
+    else
+      pthread_rwlock_rdlock(lock_);
+  }
+  ~RecordLock() { pthread_rwlock_unlock(lock_); }
+  RecordLock(const RecordLock &) = delete;
+  RecordLock &operator=(const RecordLock &) = delete;
 
  private:
   pthread_rwlock_t *lock_;
 };
-
-class WriteLock {
- public:
-  explicit WriteLock(JobStatus &s) : lock_(&s.lock) { pthread_rwlock_wrlock(lock_); }
-  ~WriteLock() { pthread_rwlock_unlock(lock_); }
-  WriteLock(const WriteLock &) = delete;
-  WriteLock &operator=(const WriteLock &) = delete;
-
- private:
-  pthread_rwlock_t *lock_;
-};
+using ReadLock = RecordLock<false>;
+using WriteLock = RecordLock<true>;
 
 // Under the write lock. The ping test clears the whole record; the
 // traceroute only its message, so a stopped traceroute keeps its last pid.

@@ -2,13 +2,12 @@
 
 #include <cstdlib>
 
-#include "jobs/job.h"
 #include "support/mem.h"
 #include "support/process.h"
 
-namespace {
-
 using namespace veltrum::jobs;
+
+namespace {
 
 constexpr size_t kMaxArgs = 32;
 constexpr int32_t kDefaultCount = 3;
@@ -18,14 +17,14 @@ JobStatus g_ping_status;
 char **build_argv(const void *request) { return ping_test_argv(static_cast<const PingRequest *>(request)); }
 void free_request(void *request) { ping_test_free_request(static_cast<PingRequest *>(request)); }
 
-extern const JobKind kPingJob;
-
-void ping_test_worker_run(Worker *worker) { job_run(kPingJob, worker); }
-void ping_test_worker_prepare_stop(Worker *worker) { job_prepare_stop(kPingJob, worker); }
+void ping_test_worker_run(Worker *worker) { job_run(kPingTestJob, worker); }
+void ping_test_worker_prepare_stop(Worker *worker) { job_prepare_stop(kPingTestJob, worker); }
 
 const WorkerCallbacks kPingCallbacks{nullptr, ping_test_worker_run, nullptr, nullptr, ping_test_worker_prepare_stop};
 
-const JobKind kPingJob{
+}  // namespace
+
+const JobKind kPingTestJob{
     "ping_test",
     "/tmp/ping_test_status",
     "pingMsg",
@@ -43,14 +42,8 @@ const JobKind kPingJob{
     &g_ping_status,
 };
 
-}  // namespace
-
-int init_ping_test() { return job_init(kPingJob); }
-void shutdown_ping_test() { job_fini(kPingJob); }
-int ping_test_exists() { return job_exists(kPingJob); }
-int ping_test_start(PingRequest *request) { return job_start(kPingJob, request); }
-int ping_test_stop() { return job_stop(kPingJob); }
-json_object *ping_test_status_view() { return job_status_view(kPingJob); }
+int init_ping_test() { return job_init(kPingTestJob); }
+void shutdown_ping_test() { job_fini(kPingTestJob); }
 
 void ping_test_free_request(PingRequest *request) {
   if (request == nullptr) return;

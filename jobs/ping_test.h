@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include <json-c/json.h>
+#include "jobs/job.h"
 
 // A ping request, built from the body of "ping_test_start"; the job owns it
 // once it has started.
@@ -16,19 +16,13 @@ struct PingRequest {
   int32_t size;       // payload bytes; 0: the program's default
 };
 
+// The job kind: start, stop and view it with the calls of jobs/job.h.
+extern const veltrum::jobs::JobKind kPingTestJob;
+
 // The lock and the record, at start-up. 0, or the lock's error (logged).
 int init_ping_test();
 // Stops a running ping and destroys the lock, at shut-down.
 void shutdown_ping_test();
-
-int ping_test_exists();
-// 0 started, 1 a ping runs already, 2 failed or no request; the request is
-// the job's (or released) in every case.
-int ping_test_start(PingRequest *request);
-// 0 stopped, 2 no ping runs.
-int ping_test_stop();
-// {"state", "pingMsg"}, or null before any run and after a failed one.
-json_object *ping_test_status_view();
 void ping_test_free_request(PingRequest *request);
 
 // The program's argument vector, in order: "ping6" (ipVersion 6) or "ping";

@@ -80,17 +80,30 @@ struct ProbeSpec {
   const ProbeRange *ranges;
   size_t range_count;
   const char *host_log;  // given the host text
+  const char *member;    // the answer's text member
+  int failure_code;      // errCode of a platform failure other than -28
+  const char *source_log;   // platform result -28, given the result
+  const char *failure_log;  // any other failure, given the result
 };
 
 const char *const kPingFields[] = {"hostname", "count", "interval", "size", "source", "ip", "routingintf", "family"};
 const char *const kTracerouteFields[] = {"hostname", "probe",  "ttl",  "ttlInit", "fail",        "interval",
                                          "port",     "size",   "source", "ip",    "routingintf", "family"};
 
-const ProbeSpec kPing{"ping_test", kPingFields, std::size(kPingFields), kPingRanges, std::size(kPingRanges),
-                      "Invalid hostname/address: %s"};
-const ProbeSpec kTraceroute{"traceroute_test",   kTracerouteFields,
-                            std::size(kTracerouteFields), kTracerouteRanges,
-                            std::size(kTracerouteRanges), "Invalid traceroute server/hostname address"};
+const ProbeSpec kPing{"ping_test",         kPingFields,       std::size(kPingFields),
+                      kPingRanges,         std::size(kPingRanges), "Invalid hostname/address: %s",
+                      "ping_response",     kErrPing,          "Failed to ping %d",
+                      "Failed to ping %d"};
+const ProbeSpec kTraceroute{"traceroute_test",
+                            kTracerouteFields,
+                            std::size(kTracerouteFields),
+                            kTracerouteRanges,
+                            std::size(kTracerouteRanges),
+                            "Invalid traceroute server/hostname address",
+                            "trace_response",
+                            kErrTraceroute,
+                            "Unable to resolve interface number for source address.",
+                            "Failed to traceroute %d"};
 
 constexpr size_t kMaxFields = 12;
 
@@ -109,6 +122,8 @@ struct Probe {
       if (std::strcmp(fields[i].name, name) == 0) return json_object_get_int(fields[i].value);
     return 0;
   }
+  // The same, as the platform takes it.
+  uint32_t u32(const char *name) const { return static_cast<uint32_t>(number(name)); }
   const char *text(const char *name) const {
     for (size_t i = 0; i < field_count; ++i)
       if (std::strcmp(fields[i].name, name) == 0) return json_object_get_string(fields[i].value);
@@ -195,12 +210,32 @@ bool prepare(const ProbeSpec &spec, json_object *request, Outcome &out, Probe &p
 
 open_buffdesc text_desc(char *text) { return {static_cast<uint32_t>(std::strlen(text) + 1), text}; }
 
-// Ends a probe request: the data on success, else the error record.
-void finish(Outcome &out, ResponseHolder *response, const char *member, const char *text) {
+// Serves one probe request: the checks, then `call` (the platform call,
+// given the checked request and the host, source and answer buffers), then
+// the answer: the text under spec.member on success, else the error record.
+// `text` holds `text_size` bytes, of which the platform is told `announced`.
+template <typename Call>
+void serve_probe(const ProbeSpec &spec, json_object *request, ResponseHolder *response, char *text, size_t text_size,
+                 uint32_t announced, Call call) {
+  Outcome out;
+  Probe probe;
+  if (prepare(spec, request, out, probe)) {
+    open_buffdesc host = text_desc(probe.host);
+    open_buffdesc source = text_desc(probe.source_addr);
+    open_buffdesc answer{announced, text};
+    open_error_t rc = call(probe, &host, &source, &answer);
+    if (rc == OPEN_E_NONE) {
+      out.rc = 0;
+    } else {
+      out.code(rc == OPEN_E_FAIL ? kErrSource : spec.failure_code);
+      log_value(rc == OPEN_E_FAIL ? spec.source_log : spec.failure_log, rc);
+    }
+  }
+  text[text_size - 1] = '\0';
   json_object *data = nullptr;
   if (out.rc == 0) {
     data = json_object_new_object();
-    json_object_object_add(data, member, json_object_new_string(text));
+    json_object_object_add(data, spec.member, json_object_new_string(text));
   } else {
     set_rest_err(out.err_code, out.err_args);
   }
@@ -210,51 +245,20 @@ void finish(Outcome &out, ResponseHolder *response, const char *member, const ch
 }  // namespace
 
 void ping_test_post(MHD_Connection *, ResponseHolder *response, json_object *request) {
-  Outcome out;
-  Probe probe;
   char text[kPingResponseSize] = {};
-  if (prepare(kPing, request, out, probe)) {
-    open_buffdesc host = text_desc(probe.host);
-    open_buffdesc source = text_desc(probe.source_addr);
-    open_buffdesc answer{sizeof text, text};
-    open_error_t rc = rpcclt_openapiPing(
-        &g_client_handle, &host, probe.family, static_cast<uint32_t>(probe.number("count")),
-        static_cast<uint32_t>(probe.number("interval")), static_cast<uint32_t>(probe.number("size")),
-        probe.source_type, probe.if_num, &source, &answer);
-    if (rc == OPEN_E_NONE) {
-      out.rc = 0;
-    } else {
-      out.code(rc == OPEN_E_FAIL ? kErrSource : kErrPing);
-      agent_log(4, "Failed to ping %d", rc);
-    }
-  }
-  text[sizeof text - 1] = '\0';
-  finish(out, response, "ping_response", text);
+  serve_probe(kPing, request, response, text, sizeof text, sizeof text,
+              [](const Probe &p, open_buffdesc *host, open_buffdesc *source, open_buffdesc *answer) {
+                return rpcclt_openapiPing(&g_client_handle, host, p.family, p.u32("count"), p.u32("interval"),
+                                          p.u32("size"), p.source_type, p.if_num, source, answer);
+              });
 }
 
 void traceroute_test_post(MHD_Connection *, ResponseHolder *response, json_object *request) {
-  Outcome out;
-  Probe probe;
   char text[kTracerouteBufferSize] = {};
-  if (prepare(kTraceroute, request, out, probe)) {
-    open_buffdesc host = text_desc(probe.host);
-    open_buffdesc source = text_desc(probe.source_addr);
-    open_buffdesc answer{kTracerouteResponseAnnounced, text};
-    auto number = [&probe](const char *key) { return static_cast<uint32_t>(probe.number(key)); };
-    open_error_t rc = rpcclt_openapiTraceroute(&g_client_handle, &host, probe.family, number("probe"),
-                                               number("interval"), number("ttlInit"), number("ttl"), number("fail"),
-                                               number("size"), number("port"), probe.source_type, probe.if_num,
-                                               &source, &answer);
-    if (rc == OPEN_E_NONE) {
-      out.rc = 0;
-    } else if (rc == OPEN_E_FAIL) {
-      out.code(kErrSource);
-      agent_log(4, "Unable to resolve interface number for source address.");
-    } else {
-      out.code(kErrTraceroute);
-      agent_log(4, "Failed to traceroute %d", rc);
-    }
-  }
-  text[sizeof text - 1] = '\0';
-  finish(out, response, "trace_response", text);
+  serve_probe(kTraceroute, request, response, text, sizeof text, kTracerouteResponseAnnounced,
+              [](const Probe &p, open_buffdesc *host, open_buffdesc *source, open_buffdesc *answer) {
+                return rpcclt_openapiTraceroute(&g_client_handle, host, p.family, p.u32("probe"), p.u32("interval"),
+                                                p.u32("ttlInit"), p.u32("ttl"), p.u32("fail"), p.u32("size"),
+                                                p.u32("port"), p.source_type, p.if_num, source, answer);
+              });
 }

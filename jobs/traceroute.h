@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include <json-c/json.h>
+#include "jobs/job.h"
 
 // A traceroute request, built from the body of "traceroute_start"; the job
 // owns it once it has started. Texts are malloc'ed or null.
@@ -26,16 +26,13 @@ struct TracerouteRequest {
   char *gateway;         // "-g ADDR" when non-empty
 };
 
-int init_traceroute();
-void shutdown_traceroute();
+// The job kind: start, stop and view it with the calls of jobs/job.h.
+extern const veltrum::jobs::JobKind kTracerouteJob;
 
-int traceroute_exists();
-// 0 started, 1 a traceroute runs already, 2 failed or no request.
-int traceroute_start(TracerouteRequest *request);
-// 0 stopped, 2 no traceroute runs.
-int traceroute_stop();
-// {"state", "tracerouteMsg"}, or null before any run and after a failed one.
-json_object *traceroute_status_view();
+// The lock and the record, at start-up. 0, or the lock's error (logged).
+int init_traceroute();
+// Stops a running traceroute and destroys the lock, at shut-down.
+void shutdown_traceroute();
 void traceroute_free_request(TracerouteRequest *request);
 
 // The program's argument vector, in order: "traceroute6" (ipVersion 6) or
