@@ -6,15 +6,22 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <future>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
+#include "support/device.h"
+#include "tests/common/child_process.h"
 #include "tests/common/sim_fixture.h"
 
 namespace {
 
+using veltrum::test::build_path;
+using veltrum::test::ChildProcess;
 using veltrum::test::InProcessSim;
 using veltrum::test::TempDir;
 
@@ -54,14 +61,14 @@ Answer ping(InProcessSim &sim, const char *host, OPEN_AF_t family, uint32_t coun
   return {rc, buffer.c_str(), out.size};
 }
 
-Answer trace(InProcessSim &sim, uint32_t probes, uint32_t interval, uint32_t init_ttl, uint32_t max_ttl,
+Answer trace(openapiClientHandle_t *client, uint32_t probes, uint32_t interval, uint32_t init_ttl, uint32_t max_ttl,
              uint32_t max_fail, uint32_t size, uint32_t port, const char *host = "127.0.0.1",
              OPEN_AF_t family = OPEN_AF_INET) {
   std::string buffer(1024, '\0');
   open_buffdesc h = text(host);
   open_buffdesc src = text("");
   open_buffdesc out{1024, buffer.data()};
-  open_error_t rc = rpcclt_openapiTraceroute(sim.client(), &h, family, probes, interval, init_ttl, max_ttl, max_fail,
+  open_error_t rc = rpcclt_openapiTraceroute(client, &h, family, probes, interval, init_ttl, max_ttl, max_fail,
                                              size, port, OPEN_PROBE_SOURCE_NONE, 0, &src, &out);
   return {rc, buffer.c_str(), out.size};
 }
@@ -84,16 +91,16 @@ TEST(SimProbes, RefuseWhatTheSwitchCannotDo) {
   // No routing interface 0 exists.
   EXPECT_EQ(ping(sim, "127.0.0.1", OPEN_AF_INET, 1, 1, 56, OPEN_PROBE_SOURCE_INTERFACE).rc, OPEN_E_FAIL);
 
-  EXPECT_EQ(trace(sim, 0, 1, 1, 30, 5, 40, 0).rc, OPEN_E_PARAM);
-  EXPECT_EQ(trace(sim, 11, 1, 1, 30, 5, 40, 0).rc, OPEN_E_PARAM);
-  EXPECT_EQ(trace(sim, 3, 61, 1, 30, 5, 40, 0).rc, OPEN_E_PARAM);
-  EXPECT_EQ(trace(sim, 3, 1, 0, 30, 5, 40, 0).rc, OPEN_E_PARAM);
-  EXPECT_EQ(trace(sim, 3, 1, 31, 30, 5, 40, 0).rc, OPEN_E_PARAM) << "first TTL above the last";
-  EXPECT_EQ(trace(sim, 3, 1, 1, 256, 5, 40, 0).rc, OPEN_E_PARAM);
-  EXPECT_EQ(trace(sim, 3, 1, 1, 30, 0, 40, 0).rc, OPEN_E_PARAM);
-  EXPECT_EQ(trace(sim, 3, 1, 1, 30, 5, 13001, 0).rc, OPEN_E_PARAM);
-  EXPECT_EQ(trace(sim, 3, 1, 1, 30, 5, 40, 65536).rc, OPEN_E_PARAM);
-  EXPECT_EQ(trace(sim, 3, 1, 1, 30, 5, 40, 0, "--help").rc, OPEN_E_PARAM);
+  EXPECT_EQ(trace(sim.client(), 0, 1, 1, 30, 5, 40, 0).rc, OPEN_E_PARAM);
+  EXPECT_EQ(trace(sim.client(), 11, 1, 1, 30, 5, 40, 0).rc, OPEN_E_PARAM);
+  EXPECT_EQ(trace(sim.client(), 3, 61, 1, 30, 5, 40, 0).rc, OPEN_E_PARAM);
+  EXPECT_EQ(trace(sim.client(), 3, 1, 0, 30, 5, 40, 0).rc, OPEN_E_PARAM);
+  EXPECT_EQ(trace(sim.client(), 3, 1, 31, 30, 5, 40, 0).rc, OPEN_E_PARAM) << "first TTL above the last";
+  EXPECT_EQ(trace(sim.client(), 3, 1, 1, 256, 5, 40, 0).rc, OPEN_E_PARAM);
+  EXPECT_EQ(trace(sim.client(), 3, 1, 1, 30, 0, 40, 0).rc, OPEN_E_PARAM);
+  EXPECT_EQ(trace(sim.client(), 3, 1, 1, 30, 5, 13001, 0).rc, OPEN_E_PARAM);
+  EXPECT_EQ(trace(sim.client(), 3, 1, 1, 30, 5, 40, 65536).rc, OPEN_E_PARAM);
+  EXPECT_EQ(trace(sim.client(), 3, 1, 1, 30, 5, 40, 0, "--help").rc, OPEN_E_PARAM);
 }
 
 TEST(SimProbes, TraceEndsAfterItsMaximumOfSilentHops) {
@@ -106,7 +113,7 @@ TEST(SimProbes, TraceEndsAfterItsMaximumOfSilentHops) {
                "echo ' 3  10.0.0.3  0.3 ms  *'\n"
                "i=4; while :; do echo \" $i  * * *\"; i=$((i+1)); sleep 0.01; done\n");
   InProcessSim sim;
-  Answer a = trace(sim, 3, 1, 1, 30, 2, 40, 0);
+  Answer a = trace(sim.client(), 3, 1, 1, 30, 2, 40, 0);
   ASSERT_EQ(a.rc, OPEN_E_NONE);
   EXPECT_EQ(a.text,
             "traceroute to 127.0.0.1 (127.0.0.1), 30 hops max, 40 byte packets\n"
@@ -119,7 +126,7 @@ TEST(SimProbes, TraceEndsAfterItsMaximumOfSilentHops) {
 
   // A program that fails is a probe that could not be run.
   programs.add("traceroute", "echo 'cannot'; exit 2\n");
-  EXPECT_EQ(trace(sim, 3, 1, 1, 30, 2, 40, 0).rc, OPEN_E_INTERNAL);
+  EXPECT_EQ(trace(sim.client(), 3, 1, 1, 30, 2, 40, 0).rc, OPEN_E_INTERNAL);
 }
 
 TEST(SimProbes, AnswerIsCutAfterTheLastWholeLineThatFits) {
@@ -140,6 +147,44 @@ TEST(SimProbes, AnswerIsCutAfterTheLastWholeLineThatFits) {
   a = ping(sim, "127.0.0.1", OPEN_AF_INET, 1, 1, 56);
   EXPECT_EQ(a.rc, OPEN_E_NONE);
   EXPECT_EQ(a.text, "1 packets transmitted, 0 received\n");
+}
+
+TEST(SimProbes, ProbeRunsBesideOtherCallsAndEndsWhenTheServiceStops) {
+  TempDir root;
+  std::string started = root.path() + "/trace-started";
+  StandInPrograms programs;
+  // A trace that never ends by itself: every hop answers.
+  programs.add("traceroute", ": > " + started +
+                                 "\ni=1; while :; do echo \" $i  10.0.0.$i  0.1 ms\"; i=$((i+1)); sleep 0.05; done\n");
+  std::string saved_root = device_root();
+  set_device_root(root.path());
+  ChildProcess simd({build_path("sim/veltrum-simd"), "--root", root.path()});
+  openapiClientHandle_t prober{};
+  openapiClientHandle_t other{};
+  ASSERT_EQ(openapiClientRegister("prober", &prober), OPEN_E_NONE);
+  ASSERT_EQ(openapiClientRegister("other", &other), OPEN_E_NONE);
+  bool up = false;
+  for (int i = 0; i < 500 && !up; ++i) {
+    up = rpcclt_openapiConnectivityCheck(&other) == OPEN_E_NONE;
+    if (!up) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  ASSERT_TRUE(up);
+
+  auto probe = std::async(std::launch::async, [&prober] { return trace(&prober, 3, 1, 1, 255, 5, 40, 0).rc; });
+  for (int i = 0; i < 6000 && !std::filesystem::exists(started); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ASSERT_TRUE(std::filesystem::exists(started));
+  for (int i = 0; i < 20; ++i) {
+    uint32_t max_vlan = 0;
+    EXPECT_EQ(rpcclt_openapiDot1VlanMaxGet(&other, &max_vlan), OPEN_E_NONE) << "answered while the probe runs";
+  }
+  EXPECT_EQ(probe.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+
+  EXPECT_EQ(simd.stop(), 0) << "an orderly stop, with the probe ended";
+  EXPECT_NE(probe.get(), OPEN_E_NONE);
+  openapiClientTearDown(&prober);
+  openapiClientTearDown(&other);
+  set_device_root(saved_root);
 }
 
 }  // namespace
