@@ -159,7 +159,7 @@ int ping_start(json_object *request) {
     return -1;
   }
   bool texts_ok = ping->host == nullptr || host_text_ok(ping->host);
-  if (!texts_ok) agent_log(4, "Invalid hostname/address: %s", ping->host);
+  if (!texts_ok && ping->action == 1) agent_log(4, "Invalid hostname/address: %s", ping->host);
   return run_action(kPingJob, ping->action, ping, texts_ok);
 }
 
@@ -192,7 +192,7 @@ int traceroute_start_request(json_object *request) {
     if (text != nullptr && *text != '\0' && !host_text_ok(text)) texts_ok = false;
   }
   if (trace->host != nullptr && !host_text_ok(trace->host)) texts_ok = false;
-  if (!texts_ok) agent_log(4, "Invalid traceroute server/hostname address");
+  if (!texts_ok && trace->action == 1) agent_log(4, "Invalid traceroute server/hostname address");
   return run_action(kTraceJob, trace->action, trace, texts_ok);
 }
 

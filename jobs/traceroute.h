@@ -39,5 +39,7 @@ void traceroute_free_request(TracerouteRequest *request);
 // "traceroute"; the host when given; "-F", "-l", "-n", "-r" for the flags
 // that are exactly 1; "-m", "-p", "-q", "-t", "-w" each with its number
 // when above 0; "-s" with srcAddr and "-g" with gateway when non-empty.
-// Release it with argv_free.
+// Release it with argv_free. The options are the clients' contract; note
+// that Debian's traceroute reads "-l" as taking a flow label, so there a
+// request with displayTTL 1 fails (the program refuses its command line).
 char **traceroute_argv(const TracerouteRequest *request);
