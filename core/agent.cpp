@@ -15,6 +15,8 @@
 
 #include "core/dispatch.h"
 #include "core/platform_client.h"
+#include "jobs/ping_test.h"
+#include "jobs/traceroute.h"
 #include "uri/uri_table.h"
 #include "support/agent_config.h"
 #include "support/log.h"
@@ -103,12 +105,9 @@ void agent_init() {
   set_app_status(APP_STATUS_NON_OPERATIONAL);
   if (init_worker_manager() != 0) init_failed("Error in init_worker_manager.");
 
-  // The job modules start here, traceroute first, then the ping test, each
-  // failing start-up the same way ("Error in init_traceroute." and
-  // "Error in init_ping_test.", exit 1):
-  //   if (init_traceroute() != 0) init_failed("Error in init_traceroute.");
-  //   if (init_ping_test() != 0) init_failed("Error in init_ping_test.");
-  // Those modules are not part of this build yet.
+  // The job modules: traceroute first, then the ping test.
+  if (init_traceroute() != 0) init_failed("Error in init_traceroute.");
+  if (init_ping_test() != 0) init_failed("Error in init_ping_test.");
 
   // Children of the job and file modules must be reapable.
   sigset_t set;

@@ -10,6 +10,8 @@
 
 #include "core/agent.h"
 #include "core/platform_client.h"
+#include "jobs/ping_test.h"
+#include "jobs/traceroute.h"
 #include "support/log.h"
 #include "support/mem.h"
 #include "support/worker.h"
@@ -79,8 +81,8 @@ int main() {
   background.join();
 
   set_app_status(APP_STATUS_NON_OPERATIONAL);
-  // The traceroute and ping-test modules shut down here (shutdown_traceroute,
-  // shutdown_ping_test) once they are part of the build.
+  shutdown_traceroute();
+  shutdown_ping_test();
   destroy_worker_manager();
   return result;
 }

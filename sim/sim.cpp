@@ -99,11 +99,12 @@ Sim::CallEntry *Sim::entry(uint32_t wire_id) {
   return &calls_[family][position];
 }
 
-void Sim::implement_wire(uint32_t wire_id, rpc::CallHandler handler) {
+void Sim::implement_wire(uint32_t wire_id, rpc::CallHandler handler, bool unlocked) {
   CallEntry *e = entry(wire_id);
   if (!e) throw std::logic_error("implementation of an undeclared call id " + std::to_string(wire_id));
   if (e->handler) throw std::logic_error(std::string(rpc::call_name(wire_id)) + " is implemented twice");
   e->handler = std::move(handler);
+  e->unlocked = unlocked;
 }
 
 int Sim::wire_id_of(const std::string &name) const {
@@ -129,7 +130,7 @@ uint32_t Sim::implemented_calls() const {
 }
 
 bool Sim::serve(uint32_t id, openapiClientHandle_t *client, rpc::Reader &in, rpc::Writer &out) {
-  std::lock_guard<std::mutex> lock(mu_);
+  std::unique_lock<std::mutex> lock(mu_);
   try {
     if (id >= rpc::kControlBase) {
       uint32_t c = id - rpc::kControlBase;
@@ -152,6 +153,12 @@ bool Sim::serve(uint32_t id, openapiClientHandle_t *client, rpc::Reader &in, rpc
         --e->fault_left;
         return e->handler(client, in, out, &e->fault_result);
       }
+    }
+    if (e->unlocked) {
+      // The handler and its entry stay: calls are implemented once, at start.
+      const rpc::CallHandler &handler = e->handler;
+      lock.unlock();
+      return handler(client, in, out, nullptr);
     }
     return e->handler(client, in, out, nullptr);
   } catch (const std::exception &ex) {

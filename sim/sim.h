@@ -77,7 +77,16 @@ class Sim : public rpc::CallSink, public IndexOracle {
   void implement(F fn) {
     implement_wire(rpc::wire_id_of<Id>(), rpc::make_handler<rpc::CallSig<Id>>(std::move(fn)));
   }
-  void implement_wire(uint32_t wire_id, rpc::CallHandler handler);
+  void implement_wire(uint32_t wire_id, rpc::CallHandler handler, bool unlocked = false);
+  // A call that runs for long (a diagnostic probe) is served outside the
+  // model lock, so the other clients are not held up meanwhile; it takes
+  // the lock itself, with lock_model(), for the moments it reads the model.
+  // Counting, the journal and injected faults work as for every call.
+  template <auto Id, typename F>
+  void implement_unlocked(F fn) {
+    implement_wire(rpc::wire_id_of<Id>(), rpc::make_handler<rpc::CallSig<Id>>(std::move(fn)), true);
+  }
+  std::unique_lock<std::mutex> lock_model() { return std::unique_lock<std::mutex>(mu_); }
   template <ControlId Id, typename F>
   void implement_control(F fn) {
     controls_[static_cast<uint32_t>(Id)] = rpc::make_handler<typename ControlSig<Id>::type>(std::move(fn));
@@ -85,6 +94,12 @@ class Sim : public rpc::CallSink, public IndexOracle {
   // Run at every factory reset (and at start before the saved
   // configuration is applied) to put the default rows into tables.
   void on_factory_defaults(std::function<void(Sim &)> seed) { seeds_.push_back(std::move(seed)); }
+  // Run when the service stops, before its connections end (a part that
+  // runs work outside the lock ends it here).
+  void on_shutdown(std::function<void()> stop) { shutdown_.push_back(std::move(stop)); }
+  void shutdown() {
+    for (auto &stop : shutdown_) stop();
+  }
 
   // The names of declared platform calls without implementation.
   std::vector<std::string> missing_calls() const;
@@ -106,6 +121,7 @@ class Sim : public rpc::CallSink, public IndexOracle {
  private:
   struct CallEntry {
     rpc::CallHandler handler;
+    bool unlocked = false;
     uint32_t count = 0;
     uint32_t fault_skip = 0;
     uint32_t fault_left = 0;
@@ -123,6 +139,7 @@ class Sim : public rpc::CallSink, public IndexOracle {
   std::vector<FirmwareImage> images_;
   Store store_;
   std::vector<std::function<void(Sim &)>> seeds_;
+  std::vector<std::function<void()>> shutdown_;
   rpc::Server *server_ = nullptr;
 
   std::mutex mu_;

@@ -104,6 +104,7 @@ int main(int argc, char **argv) {
   int sig = 0;
   sigwait(&signals, &sig);
   agent_log(6, "stopping on signal %d", sig);
+  sim.shutdown();  // a connection thread may be waiting for a part's work
   server.stop();
   return 0;
 }

@@ -3,7 +3,9 @@
 #include "support/files.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
+#include <sys/syscall.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -278,4 +280,49 @@ int execvp_cmd_cb_arg(const char *file, const char *stdin_path, const char *stdo
   LineSink sink(line_cb, cb_arg);
   ChildSetup setup{file, argv, env, stdin_path, stdout_path, stderr_path, -1};
   return run_child(setup, sink);
+}
+
+int process_handle_open(pid_t pid) {
+  if (pid <= 0) {
+    errno = ESRCH;
+    return -1;
+  }
+  // Through syscall(): the C library's header of these calls lacks C linkage
+  // in some releases.
+  return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+}
+
+namespace {
+
+int send_signal(int handle, int sig) {
+  return static_cast<int>(::syscall(SYS_pidfd_send_signal, handle, sig, nullptr, 0));
+}
+
+// Waits until the process of a pidfd has ended; false when `timeout_ms` (-1:
+// no limit) passed first.
+bool wait_ended(int handle, int timeout_ms) {
+  struct pollfd watch = {handle, POLLIN, 0};
+  for (;;) {
+    int rc = ::poll(&watch, 1, timeout_ms);
+    if (rc > 0) return true;
+    if (rc == 0) return false;
+    if (errno != EINTR) return true;  // a handle that cannot be watched has nothing left to wait for
+  }
+}
+
+}  // namespace
+
+int process_terminate(int handle, pid_t pid, int grace_ms) {
+  if (handle < 0) {
+    if (pid <= 0) return -1;
+    return ::kill(pid, SIGTERM) == 0 || errno == ESRCH ? 0 : -1;
+  }
+  if (send_signal(handle, SIGTERM) != 0) {
+    // ESRCH: it had ended already (possibly reaped).
+    return errno == ESRCH ? 0 : -1;
+  }
+  if (wait_ended(handle, grace_ms)) return 0;
+  if (send_signal(handle, SIGKILL) != 0 && errno != ESRCH) return -1;
+  wait_ended(handle, -1);
+  return 0;
 }

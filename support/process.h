@@ -1,6 +1,8 @@
 // Running programs: fork and exec with an argument vector, never a shell.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 
 // One line of a child's output, the line keeps its newline. The first call
@@ -40,3 +42,35 @@ int execvp_cmd(const char *file, char *const argv[], char *output, size_t output
 int execvp_cmd_cb_arg(const char *file, const char *stdin_path, const char *stdout_path,
                       const char *stderr_path, execvp_line_cb line_cb, void *cb_arg,
                       char *const env[], char *const argv[]);
+
+// ---------------------------------------------------------------------------
+// Ending a started child from another thread
+// ---------------------------------------------------------------------------
+//
+// A job that runs a program through execvp_cmd_cb_arg learns the child's pid
+// from the first line callback, while the call itself still owns the child:
+// the call reaps it before it returns. Another thread that wants the program
+// to end (a stop request) must therefore neither reap it nor signal a bare
+// pid, which the system may already have handed to an unrelated process once
+// the call has reaped the child. A process handle avoids both:
+//
+//   in the line callback, on "pid: N":   handle = process_handle_open(N);
+//   on the stopping thread:              process_terminate(handle, N, 2000);
+//                                        close(handle);
+//
+// The handle is taken while the child cannot have been reaped yet (the
+// caller of execvp_cmd_cb_arg reaps only after its last callback), so it
+// names that very process for as long as it is open.
+
+// A descriptor that refers to the process `pid` (a pidfd, close-on-exec), or
+// -1 with errno set (ESRCH when no such process exists, ENOSYS on kernels
+// without pidfds). The caller closes it.
+int process_handle_open(pid_t pid);
+
+// Ends the process of `handle`: SIGTERM, then SIGKILL when it has not ended
+// within `grace_ms`, and returns once it has ended (it is left for its parent
+// to reap). 0 when the process has ended (or had ended before), -1 when it
+// could not be signalled. Without a handle (-1) the process is only sent
+// SIGTERM through `pid` when `pid` is positive, and the call does not wait: a
+// bare pid cannot be watched safely.
+int process_terminate(int handle, pid_t pid, int grace_ms);

@@ -22,15 +22,15 @@
   ROW(https_cert_upld,               NONE,                         PENDING,                      NONE,                         0) \
   ROW(global_states,                 PENDING,                      PENDING,                      NONE,                         0) \
   /* Network diagnostics */ \
-  ROW(dnslookup_start,               PENDING,                      NONE,                         NONE,                         0) \
-  ROW(dnslookup_stop,                NONE,                         PENDING,                      NONE,                         0) \
-  ROW(dnslookup_results,             PENDING,                      NONE,                         NONE,                         0) \
-  ROW(ping_test_start,               NONE,                         PENDING,                      NONE,                         0) \
-  ROW(ping_test_status,              PENDING,                      NONE,                         NONE,                         0) \
-  ROW(traceroute_status,             PENDING,                      NONE,                         NONE,                         0) \
-  ROW(traceroute_start,              NONE,                         PENDING,                      NONE,                         0) \
-  ROW(ping_test,                     NONE,                         PENDING,                      NONE,                         1) \
-  ROW(traceroute_test,               NONE,                         PENDING,                      NONE,                         1) \
+  ROW(dnslookup_start,               dnslookup_start_get,          NONE,                         NONE,                         0) \
+  ROW(dnslookup_stop,                NONE,                         dnslookup_stop_post,          NONE,                         0) \
+  ROW(dnslookup_results,             dnslookup_results_get,        NONE,                         NONE,                         0) \
+  ROW(ping_test_start,               NONE,                         ping_test_start_post,         NONE,                         0) \
+  ROW(ping_test_status,              ping_test_status_get,         NONE,                         NONE,                         0) \
+  ROW(traceroute_status,             traceroute_status_get,        NONE,                         NONE,                         0) \
+  ROW(traceroute_start,              NONE,                         traceroute_start_post,        NONE,                         0) \
+  ROW(ping_test,                     NONE,                         ping_test_post,               NONE,                         1) \
+  ROW(traceroute_test,               NONE,                         traceroute_test_post,         NONE,                         1) \
   /* Firmware images and updates */ \
   ROW(device_fw_update,              NONE,                         PENDING,                      NONE,                         0) \
   ROW(device_fw_update_status,       PENDING,                      NONE,                         NONE,                         1) \

@@ -48,7 +48,7 @@ VELTRUM_SIM_PART(network, kFamily) {
 
   sim.implement<CallId::rpcclt_openapiRtrVlanIntfIfNumGet>(
       [&sim](openapiClientHandle_t *, uint32_t vlan, uint32_t *ifNum) {
-        if (!ifNum) return OPEN_E_PARAM;
+        if (!ifNum || vlan < 1 || vlan > sim.options().max_vlan) return OPEN_E_PARAM;
         const Record *r = sim.store().table("vlan_routing").find({int64_t{vlan}});
         if (!r) return OPEN_E_NOT_FOUND;
         *ifNum = static_cast<uint32_t>(std::get<int64_t>(r->at("ifNum")));

@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <set>
@@ -254,4 +255,57 @@ TEST(AddArg, BuildsAnArgumentVectorThatArgvFreeReleases) {
   EXPECT_STREQ(output, "42 two words\n");
   argv_free(argv);
   argv_free(nullptr);
+}
+
+namespace {
+
+// A program run on a thread of its own, with a process handle taken from
+// the runner's pid report, as a job that another thread may stop.
+struct HandledRun {
+  std::atomic<pid_t> pid{-1};
+  std::atomic<int> handle{-1};
+  std::atomic<bool> ready{false};
+  int status = -2;
+
+  static void line(const char *text, void *arg) {
+    auto *run = static_cast<HandledRun *>(arg);
+    if (run->pid < 0) {
+      pid_t pid = std::atoi(text + std::strlen("pid: "));
+      run->handle = process_handle_open(pid);
+      run->pid = pid;
+    } else if (std::strcmp(text, "ready\n") == 0) {
+      run->ready = true;
+    }
+  }
+  std::thread start(const std::string &script) {
+    return std::thread([this, script] {
+      Argv argv{"sh", "-c", script};
+      status = execvp_cmd_cb_arg("/bin/sh", nullptr, nullptr, nullptr, line, this, nullptr, argv.get());
+    });
+  }
+};
+
+}  // namespace
+
+TEST(ProcessTerminate, EndsTheProgramThroughItsHandleEscalatingWhenIgnored) {
+  HandledRun polite;
+  std::thread a = polite.start("echo ready; exec sleep 600");
+  ASSERT_TRUE(eventually([&] { return polite.ready.load(); }));
+  ASSERT_GE(polite.handle.load(), 0);
+  EXPECT_EQ(process_terminate(polite.handle, polite.pid, 5000), 0);
+  a.join();
+  EXPECT_EQ(polite.status, 128 + SIGTERM);
+
+  HandledRun stubborn;
+  std::thread b = stubborn.start("trap '' TERM; echo ready; while :; do sleep 0.05; done");
+  ASSERT_TRUE(eventually([&] { return stubborn.ready.load(); }));
+  EXPECT_EQ(process_terminate(stubborn.handle, stubborn.pid, 100), 0);
+  b.join();
+  EXPECT_EQ(stubborn.status, 128 + SIGKILL);
+
+  // Once reaped, the handle still names that process and nothing else.
+  EXPECT_EQ(process_terminate(stubborn.handle, stubborn.pid, 100), 0);
+  ::close(polite.handle);
+  ::close(stubborn.handle);
+  EXPECT_EQ(process_handle_open(0), -1);
 }
