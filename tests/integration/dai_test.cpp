@@ -238,6 +238,20 @@ TEST_F(DaiTest, ArpAclsAndTheirRules) {
             std::string(R"({"acls":[{"name":"web","aclrules":[{"idx":2,"ip":"0.0.0.0","mac":"00:11:22:33:44:66","action":2}]}]})"));
 }
 
+TEST_F(DaiTest, AnArpAclNamedByAVlanCannotBeDeleted) {
+  ASSERT_EQ(post("dai_acl_cfg", R"({"dai_acl_cfg":[{"name":"web"}]})").body, kSuccess);
+  ASSERT_EQ(post("dai_vlan_cfg", R"({"dai_vlan_cfg":[{"vlan":1,"state":1,"invalidPkts":0,"acl":"web","staticFlag":0}]})")
+                .body,
+            kSuccess);
+  HttpResponse r = del("dai_acl_cfg", R"({"dai_acl_cfg":[{"name":"web"}]})");
+  EXPECT_EQ(json_int_at(r.json().get(), {"resp", "errCode"}), 115);
+  EXPECT_EQ(list_length(get("dai_acl_cfg"), "dai_acl_cfg"), 1u);
+  EXPECT_TRUE(harness().agent_log().find("Failed to delete the ACL Name: web and error code : -33") != std::string::npos);
+  // A name no ACL has is refused too.
+  r = post("dai_vlan_cfg", R"({"dai_vlan_cfg":[{"vlan":1,"state":1,"invalidPkts":0,"acl":"none","staticFlag":0}]})");
+  EXPECT_EQ(json_int_at(r.json().get(), {"resp", "errCode"}), 113);
+}
+
 TEST_F(DaiTest, ArpRuleChecks) {
   post("dai_acl_cfg", R"({"dai_acl_cfg":[{"name":"web"}]})");
   harness().sim().reset_counts();

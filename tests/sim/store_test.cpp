@@ -150,3 +150,52 @@ TEST_F(StoreTest, PokeWritesSettingsAndRows) {
 }
 
 }  // namespace
+
+namespace {
+
+// Text syntaxes, selectors and references between settings and tables.
+TEST_F(StoreTest, TextSettingsKeepTheirSyntax) {
+  store.define(SettingSpec{.key = "g.host", .initial = std::string(), .min = 0, .max = 64, .syntax = TextSyntax::HOST});
+  store.define(SettingSpec{.key = "g.mac", .initial = std::string(), .min = 0, .max = 17, .syntax = TextSyntax::MAC});
+  store.define(SettingSpec{.key = "g.v6", .initial = std::string(), .min = 0, .max = 64, .syntax = TextSyntax::IPV6});
+  for (const char *ok : {"switch-1.example.net", "10.1.2.3", "fe80::1", ""})
+    EXPECT_EQ(store.set("g.host", Value{std::string(ok)}), OPEN_E_NONE) << ok;
+  for (const char *bad : {"-switch", "a..b", "with space", "x_y.net"})
+    EXPECT_EQ(store.set("g.host", Value{std::string(bad)}), OPEN_E_PARAM) << bad;
+  EXPECT_EQ(store.set("g.mac", Value{std::string("00:11:22:33:44:5G")}), OPEN_E_PARAM);
+  EXPECT_EQ(store.set("g.mac", Value{std::string("00:11:22:33:44:5f")}), OPEN_E_NONE);
+  EXPECT_EQ(store.set("g.v6", Value{std::string("10.0.0.1")}), OPEN_E_PARAM);
+}
+
+TEST_F(StoreTest, SelectorsKeepAValueEach) {
+  store.define(SettingSpec{.key = "i.storm", .scope = Scope::Intf, .initial = int64_t{5}, .min = 0, .max = 100,
+                           .selectors = 3});
+  EXPECT_EQ(store.set("i.storm", 2, 1, Value{int64_t{40}}), OPEN_E_NONE);
+  Value v;
+  ASSERT_EQ(store.get("i.storm", 2, 1, v), OPEN_E_NONE);
+  EXPECT_EQ(std::get<int64_t>(v), 40);
+  ASSERT_EQ(store.get("i.storm", 2, 0, v), OPEN_E_NONE);
+  EXPECT_EQ(std::get<int64_t>(v), 5);
+  EXPECT_EQ(store.set("i.storm", 2, 3, Value{int64_t{40}}), OPEN_E_PARAM);  // no such selector
+  EXPECT_EQ(store.get("i.storm", 9, 0, v), OPEN_E_PARAM);                   // no such port
+
+  // Saved and loaded with their selector.
+  JsonPtr saved(store.save_json());
+  store.reset();
+  ASSERT_TRUE(store.load_json(saved.get()));
+  ASSERT_EQ(store.get("i.storm", 2, 1, v), OPEN_E_NONE);
+  EXPECT_EQ(std::get<int64_t>(v), 40);
+}
+
+TEST_F(StoreTest, ANamedRowMustExistAndCannotBeRemovedWhileNamed) {
+  store.refer("v.acl", "acls");
+  EXPECT_EQ(store.set("v.acl", 10, Value{std::string("web")}), OPEN_E_NOT_FOUND);
+  ASSERT_EQ(store.table("acls").insert({std::string("web")}, {}), OPEN_E_NONE);
+  EXPECT_EQ(store.set("v.acl", 10, Value{std::string("web")}), OPEN_E_NONE);
+  EXPECT_EQ(store.remove_row("acls", {std::string("web")}), OPEN_E_INUSE);
+  EXPECT_EQ(store.set("v.acl", 10, Value{std::string("")}), OPEN_E_NONE);  // no longer named
+  EXPECT_EQ(store.remove_row("acls", {std::string("web")}), OPEN_E_NONE);
+  EXPECT_THROW(store.refer("i.rate", "acls"), std::logic_error);  // a number names no row
+}
+
+}  // namespace
