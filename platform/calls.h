@@ -124,4 +124,15 @@
     (openapiClientHandle_t * client, const open_buffdesc *aclName, uint32_t seqNo,                 \
      uint32_t ipAddr, const open_buffdesc *macAddr, OPEN_ARP_ACL_RULE_ACTION_t action))            \
   X(rpcclt_openapiArpAclRuleDelete,                                                                \
-    (openapiClientHandle_t * client, const open_buffdesc *aclName, uint32_t seqNo))
+    (openapiClientHandle_t * client, const open_buffdesc *aclName, uint32_t seqNo))                \
+                                                                                                   \
+  /* ---- CLI access: the administrator's credentials for the CLI bridge, "show" output ---- */   \
+  /* Longest user name and longest password, terminating NUL included. */                        \
+  X(rpcclt_openapiUserNameSizeGet, (openapiClientHandle_t * client, uint32_t *size))              \
+  X(rpcclt_openapiPasswordSizeGet, (openapiClientHandle_t * client, uint32_t *size))              \
+  /* The clear password of a local user. */                                                      \
+  X(rpcclt_openapiUserPasswordGet,                                                                 \
+    (openapiClientHandle_t * client, const open_buffdesc *userName, open_buffdesc *password))     \
+  /* Runs a "show" command of the switch CLI and writes what it prints to a file under "/tmp". */ \
+  X(rpcclt_openapiCliShowExecuteToFile,                                                            \
+    (openapiClientHandle_t * client, const open_buffdesc *command, const open_buffdesc *fileName))

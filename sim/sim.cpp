@@ -41,6 +41,7 @@ Sim::Sim(SimOptions options) : options_(std::move(options)), store_(*this) {
   install_network(*this);
   install_users(*this);
   install_dai(*this);
+  install_cli(*this);
   install_control();
   apply_defaults();
 }

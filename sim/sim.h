@@ -100,6 +100,14 @@ class Sim : public rpc::CallSink, public IndexOracle {
   // Lets a control call take the service down (set by the process main).
   void set_server(rpc::Server *server) { server_ = server; }
 
+  // Runs `fn` under the model's lock: for services beside the RPC channel
+  // (the CLI's telnet service), so they never see the model half-changed.
+  template <typename F>
+  auto locked(F &&fn) {
+    std::lock_guard<std::mutex> lock(mu_);
+    return fn();
+  }
+
  private:
   void build_interfaces();
   void apply_defaults();
@@ -131,5 +139,6 @@ void install_vlans(Sim &sim);
 void install_network(Sim &sim);
 void install_users(Sim &sim);
 void install_dai(Sim &sim);
+void install_cli(Sim &sim);
 
 }  // namespace veltrum::sim

@@ -3,7 +3,8 @@
 //   veltrum-simd --root DIR [--copper N] [--uplinks N] [--lags N] [--max-vlan N]
 //
 // Prepares the device root, loads the saved configuration and serves the
-// platform calls on "<root>/run/openapi/openapi.sock" until SIGTERM or SIGINT.
+// platform calls on "<root>/run/openapi/openapi.sock", and the CLI's telnet
+// service on 127.0.0.1 (sim/cli/telnet.h), until SIGTERM or SIGINT.
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +12,7 @@
 #include <string>
 
 #include "platform/openapi.h"
+#include "sim/cli/telnet.h"
 #include "sim/device_root.h"
 #include "sim/sim.h"
 #include "support/device.h"
@@ -89,9 +91,17 @@ int main(int argc, char **argv) {
   agent_log(6, "serving %u platform calls on %s", veltrum::rpc::kCallCount,
             device_path(OPENAPI_SOCKET_PATH).c_str());
 
+  veltrum::sim::cli::TelnetService cli(sim);
+  if (!cli.start()) {
+    std::fprintf(stderr, "veltrum-simd: cannot listen for the CLI's telnet service: %s\n", std::strerror(errno));
+    return 1;
+  }
+  agent_log(6, "CLI telnet service on 127.0.0.1 port %d", cli.port());
+
   int sig = 0;
   sigwait(&signals, &sig);
   agent_log(6, "stopping on signal %d", sig);
+  cli.stop();
   server.stop();
   return 0;
 }
