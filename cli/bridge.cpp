@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -245,6 +246,10 @@ int cli_connect() {
     std::perror("socket");
     return -1;
   }
+  // Each line goes out as two small writes; without this the second waits
+  // for the acknowledgement of the first (tens of milliseconds).
+  int one = 1;
+  ::setsockopt(cli_bridge.socket, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
   sockaddr_in addr{};
   addr.sin_family = AF_INET;
   addr.sin_port = htons(static_cast<uint16_t>(cli_telnet_port()));

@@ -250,22 +250,24 @@ int table_walk(const char *file, const TableColumn *columns, size_t count, const
     bool blank = false;
     for (size_t c = 0; c < count && !blank; ++c) {
       const TableColumn &column = columns[c];
-      char cell[kValueWidth + 1];
+      // One character more than the column holds, so a longer cell is
+      // seen instead of being cut.
+      char cell[kValueWidth + 2];
       size_t width = column.width < kValueWidth ? column.width : kValueWidth;
-      if (int rc = awk_field(file, column.awk_format, line, cell, width + 1)) return rc;
+      if (int rc = awk_field(file, column.awk_format, line, cell, width + 2)) return rc;
       if (c == 0 && cell[0] == '\0') {
         blank = true;
         continue;
       }
       long value = 0;
-      bool ok = true;
+      bool ok = std::strlen(cell) <= width;
       switch (column.kind) {
         case CellKind::Integer:
-          ok = to_integer(cell, &value);
+          ok = ok && to_integer(cell, &value);
           json_object_object_add(row.get(), column.key, json_object_new_int64(value));
           break;
         case CellKind::EnabledFlag:
-          ok = std::strcmp(cell, "Enabled") == 0 || std::strcmp(cell, "Disabled") == 0;
+          ok = ok && (std::strcmp(cell, "Enabled") == 0 || std::strcmp(cell, "Disabled") == 0);
           json_object_object_add(row.get(), column.key, json_object_new_int(cell[0] == 'E'));
           break;
         case CellKind::Text:

@@ -107,7 +107,8 @@ struct TableColumn {
 // separator (line 1 when there is none) to the last line, one object per
 // non-blank line with one member per column (an integer, a text, or 1/0
 // for "Enabled"/"Disabled"), plus `index_key` (when given) counting the
-// rows from 0. Rows are appended to `rows` as they are read, so a walk that
+// rows from 0. A cell wider than its column, or not of its kind, fails the
+// walk (kCliFailed). Rows are appended to `rows` as they are read, so a walk that
 // fails on a malformed row leaves the rows before it.
 int table_walk(const char *file, const TableColumn *columns, size_t count, const char *index_key, json_object *rows);
 

@@ -81,6 +81,13 @@ int main(int argc, char **argv) {
     agent_log(4, "%s has no implementation", name.c_str());
   sim.load_config();
 
+  // The CLI first: once the platform answers, its CLI does too.
+  veltrum::sim::cli::TelnetService cli(sim);
+  if (!cli.start()) {
+    std::fprintf(stderr, "veltrum-simd: cannot listen for the CLI's telnet service: %s\n", std::strerror(errno));
+    return 1;
+  }
+
   veltrum::rpc::Server server(device_path(OPENAPI_SOCKET_PATH), sim);
   sim.set_server(&server);
   if (!server.start()) {
@@ -90,12 +97,6 @@ int main(int argc, char **argv) {
   }
   agent_log(6, "serving %u platform calls on %s", veltrum::rpc::kCallCount,
             device_path(OPENAPI_SOCKET_PATH).c_str());
-
-  veltrum::sim::cli::TelnetService cli(sim);
-  if (!cli.start()) {
-    std::fprintf(stderr, "veltrum-simd: cannot listen for the CLI's telnet service: %s\n", std::strerror(errno));
-    return 1;
-  }
   agent_log(6, "CLI telnet service on 127.0.0.1 port %d", cli.port());
 
   int sig = 0;

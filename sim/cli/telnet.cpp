@@ -124,14 +124,13 @@ bool TelnetService::start() {
   socklen_t length = sizeof addr;
   ::getsockname(listen_fd_, reinterpret_cast<sockaddr *>(&addr), &length);
   port_ = ntohs(addr.sin_port);
-  if (!root.empty() && write_cli_telnet_port(root, port_) != 0) {
-    close_fd(listen_fd_);
-    return false;
-  }
   wake_fd_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   transcript_fd_ = open_retry((root + SIM_CLI_TRANSCRIPT).c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-  if (wake_fd_ < 0) {
-    close_fd(listen_fd_);
+  // The port file comes last: once it is there, the service is.
+  if (wake_fd_ < 0 || (!root.empty() && write_cli_telnet_port(root, port_) != 0)) {
+    int saved = errno;
+    stop();
+    errno = saved;
     return false;
   }
   stopping_ = false;
