@@ -14,34 +14,27 @@
 #include "core/response.h"
 #include "support/json_ptr.h"
 #include "tests/cli/cli_fixture.h"
+#include "tests/cli/json_rows.h"
 
 namespace {
 
 using namespace veltrum::cli;
 using veltrum::test::CliSuite;
+using veltrum::test::member;
+using veltrum::test::text_member;
 
 class CatalogueTest : public CliSuite {
  protected:
-  // A configuration line through the bridge, fast; the CLI must take it.
+  // A configuration line through the bridge; the CLI must take it.
   void cli(const char *line) {
     char answer[kCliAnswerSize];
-    ASSERT_EQ(fastpath_cli_cmd_fast(line, answer, sizeof answer), 0) << line;
+    ASSERT_EQ(fastpath_cli_cmd(line, answer, sizeof answer), 0) << line;
     EXPECT_EQ(std::strstr(answer, "% "), nullptr) << answer;
   }
   void cli_in(const char *mode, const char *line) {
     char answer[kCliAnswerSize];
-    ASSERT_EQ(fastpath_cli_splmode_cmd_fast(mode, line, answer, sizeof answer), 0) << line;
+    ASSERT_EQ(fastpath_cli_splmode_cmd(mode, line, answer, sizeof answer), 0) << line;
     EXPECT_EQ(std::strstr(answer, "% "), nullptr) << answer;
-  }
-  static int64_t member(json_object *rows, size_t row, const char *key) {
-    json_object *value = nullptr;
-    json_object_object_get_ex(json_object_array_get_idx(rows, row), key, &value);
-    return json_object_get_int64(value);
-  }
-  static std::string text_member(json_object *rows, size_t row, const char *key) {
-    json_object *value = nullptr;
-    json_object_object_get_ex(json_object_array_get_idx(rows, row), key, &value);
-    return value ? json_object_get_string(value) : "";
   }
 };
 

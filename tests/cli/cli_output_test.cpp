@@ -17,12 +17,15 @@
 #include "core/response.h"
 #include "support/device.h"
 #include "support/json_ptr.h"
+#include "tests/cli/json_rows.h"
 #include "tests/common/temp_dir.h"
 
 namespace {
 
 using namespace veltrum::cli;
+using veltrum::test::member;
 using veltrum::test::TempDir;
+using veltrum::test::text_member;
 
 class CliOutputTest : public ::testing::Test {
  protected:
@@ -47,16 +50,6 @@ class CliOutputTest : public ::testing::Test {
     size_t n = 0;
     for (std::string line; std::getline(in, line);) n += line.find(part) != std::string::npos;
     return n;
-  }
-  static int64_t member(json_object *rows, size_t row, const char *key) {
-    json_object *value = nullptr;
-    json_object_object_get_ex(json_object_array_get_idx(rows, row), key, &value);
-    return json_object_get_int64(value);
-  }
-  static std::string text_member(json_object *rows, size_t row, const char *key) {
-    json_object *value = nullptr;
-    json_object_object_get_ex(json_object_array_get_idx(rows, row), key, &value);
-    return value ? json_object_get_string(value) : "";
   }
 
   TempDir root_;
