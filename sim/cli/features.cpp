@@ -52,18 +52,18 @@ const TableSpec kSsmGroups{"snooping_ssm_groups", 1024, false};
 
 // The class-of-service maps and queues: one setting per priority, DSCP
 // value and queue, globally and per interface. Built once; the store keeps
-// pointers to the specifications.
+// pointers to these records.
 const std::vector<SettingSpec> &cos_settings() {
   static std::deque<std::string> names;
   static const std::vector<SettingSpec> specs = [] {
     std::vector<SettingSpec> out;
     auto add = [&](std::string key, bool intf, int64_t initial, int64_t max) {
       names.push_back(std::move(key));
-      SettingSpec &spec = out.emplace_back();
-      spec.key = names.back().c_str();
-      spec.scope = intf ? Scope::Intf : Scope::Global;
-      spec.initial = initial;
-      spec.max = max;
+      SettingSpec &setting = out.emplace_back();
+      setting.key = names.back().c_str();
+      setting.scope = intf ? Scope::Intf : Scope::Global;
+      setting.initial = initial;
+      setting.max = max;
     };
     for (bool intf : {false, true}) {
       for (int p = 0; p < kDot1pPriorities; ++p) add(dot1p_key(intf, p), intf, kDot1pDefault[p], kTrafficClasses - 1);
