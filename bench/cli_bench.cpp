@@ -10,9 +10,9 @@
 #include <string>
 #include <thread>
 
-#include <csignal>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <csignal>
 
 #include "cli/bridge.h"
 #include "cli/catalogue.h"
@@ -64,12 +64,13 @@ int main(int argc, char **argv) {
   };
 
   std::printf("-- with the bridge's own pauses (10 ms, 1 s)\n");
-  measure("open (login dialogue) and close", 1, [] {
-    return fastpath_cli_session_control(kCliOpen) == 0 && fastpath_cli_session_control(kCliClose) == 0;
-  });
+  measure("open (login dialogue) and close", 1,
+          [] { return fastpath_cli_session_control(kCliOpen) == 0 && fastpath_cli_session_control(kCliClose) == 0; });
   fastpath_cli_session_control(kCliOpen);
-  measure("command, long wait", 3, [&] { return fastpath_cli_cmd("show spanning-tree summary", answer, sizeof answer) == 0; });
-  measure("command, fast", 20, [&] { return fastpath_cli_cmd_fast("show spanning-tree summary", answer, sizeof answer) == 0; });
+  measure("command, long wait", 3,
+          [&] { return fastpath_cli_cmd("show spanning-tree summary", answer, sizeof answer) == 0; });
+  measure("command, fast", 20,
+          [&] { return fastpath_cli_cmd_fast("show spanning-tree summary", answer, sizeof answer) == 0; });
   measure("sub-mode command, fast", 20, [&] {
     return fastpath_cli_splmode_cmd_fast("interface 0/3", "classofservice trust dot1p", answer, sizeof answer) == 0;
   });
@@ -81,13 +82,11 @@ int main(int argc, char **argv) {
   std::printf("-- without pauses\n");
   cli_set_pauses(std::chrono::microseconds(0), std::chrono::microseconds(0));
   fastpath_cli_session_control(kCliClose);
-  measure("open (login dialogue) and close", rounds, [] {
-    return fastpath_cli_session_control(kCliOpen) == 0 && fastpath_cli_session_control(kCliClose) == 0;
-  });
+  measure("open (login dialogue) and close", rounds,
+          [] { return fastpath_cli_session_control(kCliOpen) == 0 && fastpath_cli_session_control(kCliClose) == 0; });
   fastpath_cli_session_control(kCliOpen);
-  measure("command round trip", rounds * 10, [&] {
-    return fastpath_cli_cmd("show classofservice trust | include Mode:", answer, sizeof answer) == 0;
-  });
+  measure("command round trip", rounds * 10,
+          [&] { return fastpath_cli_cmd("show classofservice trust | include Mode:", answer, sizeof answer) == 0; });
   measure("trust mode read (command and sscanf)", rounds, [&] {
     char trust[32];
     int ip_dscp = 0;

@@ -113,7 +113,7 @@ int login_stage(const char *chunk) {
   if (std::strstr(chunk, "configure")) return 4;  // the echo of the command sent in stage 3
   if (!std::strchr(chunk, '(')) return 5;
   if (chunk[0] && std::strchr(chunk + 1, '>')) return 2;  // user exec prompt
-  if (std::strstr(chunk, ") #")) return 3;                 // privileged exec prompt
+  if (std::strstr(chunk, ") #")) return 3;                // privileged exec prompt
   if (std::strstr(chunk, "(Config)#")) return 4;
   return 5;
 }
@@ -213,8 +213,8 @@ bool valid_line(const char *line) {
 // One exchange: the lines before the read (each followed by the short pause
 // when `pause_each`), the wait, one read into `output`, then the lines that
 // return the CLI to configuration mode. Any failure drops the session.
-int exchange(std::initializer_list<const char *> before, bool pause_each, bool fast, char *output,
-             size_t output_size, std::initializer_list<const char *> after) {
+int exchange(std::initializer_list<const char *> before, bool pause_each, bool fast, char *output, size_t output_size,
+             std::initializer_list<const char *> after) {
   std::memset(output, 0, output_size);
   for (const char *line : before) {
     if (send_text(line) != 0) {
@@ -323,8 +323,7 @@ int fastpath_cli_cmd_int(const char *command, char *output, size_t output_size, 
   return 0;
 }
 
-int fastpath_cli_splmode_cmd_int(const char *mode, const char *command, char *output, size_t output_size,
-                                 bool fast) {
+int fastpath_cli_splmode_cmd_int(const char *mode, const char *command, char *output, size_t output_size, bool fast) {
   if (!valid_line(mode) || !valid_line(command) || !output || output_size < 2) return -1;
   std::lock_guard<std::mutex> lock(bridge_mutex);
   if (!cli_bridge.logged_in && session_control_locked(kCliOpen) != 0) return -1;

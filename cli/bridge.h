@@ -25,9 +25,9 @@
 namespace veltrum::cli {
 
 struct CliBridge {
-  int socket = -1;         // the TCP connection; -1 when closed
-  int logged_in = 0;       // 1 once the login reached configuration mode
-  char *user = nullptr;    // login user, only while an open action runs
+  int socket = -1;           // the TCP connection; -1 when closed
+  int logged_in = 0;         // 1 once the login reached configuration mode
+  char *user = nullptr;      // login user, only while an open action runs
   char *password = nullptr;  // login password, only while an open action runs
 };
 extern CliBridge cli_bridge;
@@ -61,8 +61,7 @@ int fastpath_cli_session_control(int action);
 int fastpath_cli_cmd_int(const char *command, char *output, size_t output_size, bool fast);
 // One command inside the configuration sub-mode that the line `mode`
 // enters (or after the configuration line `mode`).
-int fastpath_cli_splmode_cmd_int(const char *mode, const char *command, char *output, size_t output_size,
-                                 bool fast);
+int fastpath_cli_splmode_cmd_int(const char *mode, const char *command, char *output, size_t output_size, bool fast);
 // One command inside a mode entered from privileged mode (the VLAN database).
 int fastpath_cli_vlan_db_cmd(const char *mode, const char *command, char *output, size_t output_size);
 

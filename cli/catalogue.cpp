@@ -72,9 +72,9 @@ int stp_version_check(const char *expected) {
   std::snprintf(failure, sizeof failure, "Fastpath CLI error for %s", expected);
   if (int rc = bridge_command("show spanning-tree summary", answer, sizeof answer, failure)) return rc;
   char version[64];
-  if (int rc = parse_answer(answer, "Spanning Tree Version............. ",
-                            "Spanning Tree Version............. %63[^\t\n]s", version, sizeof version,
-                            "Spanning Tree Version"))
+  if (int rc =
+          parse_answer(answer, "Spanning Tree Version............. ", "Spanning Tree Version............. %63[^\t\n]s",
+                       version, sizeof version, "Spanning Tree Version"))
     return rc;
   if (std::strncmp(version, expected, 11) != 0) {
     format_last_error("%s is not enabled", expected);
@@ -194,10 +194,10 @@ int snooping_ssm_sources_get(bool include, int group_line, int source_count, cha
   int runs = source_count <= 1 ? 1 : source_count;
   for (int i = 1; i <= runs; ++i) {
     char source[kSsmSourceWidth + 1];
-    int rc = source_count <= 1
-                 ? awk_ssm_field(CLI_FILE_SNOOPING_SSM, kAwkSsmSource, 0, group_line, include, source, sizeof source)
-                 : awk_ssm_field(CLI_FILE_SNOOPING_SSM, kAwkSsmSourceList, i, group_line, include, source,
-                                 sizeof source);
+    int rc =
+        source_count <= 1
+            ? awk_ssm_field(CLI_FILE_SNOOPING_SSM, kAwkSsmSource, 0, group_line, include, source, sizeof source)
+            : awk_ssm_field(CLI_FILE_SNOOPING_SSM, kAwkSsmSourceList, i, group_line, include, source, sizeof source);
     if (rc != 0) return rc;
     trim_trailing(source);
     if (source[0] == '\0') continue;

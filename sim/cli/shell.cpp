@@ -834,7 +834,8 @@ std::string Shell::show_radius_accounting() const {
   t.line("Host Address              Port");
   t.line("------------------------  -----");
   for (const auto &[key, r] : s.table("radius_acct_servers").rows())
-    t.line("%-24s  %lld", std::get<std::string>(key.at(0)).c_str(), static_cast<long long>(std::get<int64_t>(r.at("port"))));
+    t.line("%-24s  %lld", std::get<std::string>(key.at(0)).c_str(),
+           static_cast<long long>(std::get<int64_t>(r.at("port"))));
   return t.str();
 }
 

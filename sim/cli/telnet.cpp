@@ -38,11 +38,21 @@ std::string escaped(const std::string &raw) {
   std::string out = "\"";
   for (unsigned char c : raw) {
     switch (c) {
-      case '\0': out += "\\0"; break;
-      case '\r': out += "\\r"; break;
-      case '\n': out += "\\n"; break;
-      case '\\': out += "\\\\"; break;
-      case '"': out += "\\\""; break;
+      case '\0':
+        out += "\\0";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '"':
+        out += "\\\"";
+        break;
       default:
         if (c >= 0x20 && c < 0x7f) {
           out += static_cast<char>(c);
@@ -252,7 +262,7 @@ bool TelnetService::read_session(Session &s) {
           s.telnet = Session::Telnet::Data;
           break;
         }
-        s.telnet = c == kSb                    ? Session::Telnet::Sub
+        s.telnet = c == kSb                   ? Session::Telnet::Sub
                    : c >= kWill && c <= kDont ? Session::Telnet::Option
                                               : Session::Telnet::Data;
         continue;

@@ -213,11 +213,10 @@ TEST_F(BridgeTest, SubModeCommandsActOnTheSwitchStateAndReturnToConfiguration) {
       if (l.find(" line ") != std::string::npos) sent.push_back(l.substr(l.find('"')));
     return sent.size() >= 8;
   });
-  std::vector<std::string> expected = {
-      R"("enable\0\r\n")",       R"("configure\0\r\n")",
-      R"("end\0\r\n")",          R"("configure\0\r\n")",
-      R"("interface 0/5\0\r\n")", R"("ip arp inspection trust\0\r\n")",
-      R"("end\0\r\n")",          R"("configure\0\r\n")"};
+  std::vector<std::string> expected = {R"("enable\0\r\n")",        R"("configure\0\r\n")",
+                                       R"("end\0\r\n")",           R"("configure\0\r\n")",
+                                       R"("interface 0/5\0\r\n")", R"("ip arp inspection trust\0\r\n")",
+                                       R"("end\0\r\n")",           R"("configure\0\r\n")"};
   EXPECT_EQ(sent, expected);
 
   ASSERT_EQ(fastpath_cli_vlan_db_cmd("vlan database", "vlan 77", answer, sizeof answer), 0);

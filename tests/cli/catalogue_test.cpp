@@ -201,9 +201,8 @@ TEST_F(CatalogueTest, PtpTransparentClock) {
 }
 
 TEST_F(CatalogueTest, SnoopingSourceSpecificGroups) {
-  ASSERT_EQ(simd().control().set("snooping_ssm_groups",
-                                 R"({"key":[10,"232.1.1.1",3],"record":{"include":1,)"
-                                 R"("sources":"10.0.0.1,10.0.0.2,10.0.0.3"}})"),
+  ASSERT_EQ(simd().control().set("snooping_ssm_groups", R"({"key":[10,"232.1.1.1",3],"record":{"include":1,)"
+                                                        R"("sources":"10.0.0.1,10.0.0.2,10.0.0.3"}})"),
             OPEN_E_NONE);
   ASSERT_EQ(simd().control().set("snooping_ssm_groups",
                                  R"({"key":[20,"232.9.9.9",34],"record":{"include":0,"sources":"192.168.100.200"}})"),

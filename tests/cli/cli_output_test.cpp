@@ -34,8 +34,8 @@ class CliOutputTest : public ::testing::Test {
     ASSERT_EQ(mkdir((root_.path() + "/tmp").c_str(), 0755), 0);
     ASSERT_EQ(mkdir((root_.path() + "/shim").c_str(), 0755), 0);
     const char *real_awk = access("/usr/bin/awk", X_OK) == 0 ? "/usr/bin/awk" : "/bin/awk";
-    std::ofstream(root_.path() + "/shim/awk") << "#!/bin/sh\necho \"$*\" >> '" << log_path() << "'\nexec " << real_awk
-                                              << " \"$@\"\n";
+    std::ofstream(root_.path() + "/shim/awk")
+        << "#!/bin/sh\necho \"$*\" >> '" << log_path() << "'\nexec " << real_awk << " \"$@\"\n";
     chmod((root_.path() + "/shim/awk").c_str(), 0755);
     saved_path_ = std::getenv("PATH");
     setenv("PATH", (root_.path() + "/shim:" + saved_path_).c_str(), 1);
@@ -97,8 +97,9 @@ TEST_F(CliOutputTest, TableWalksReadEveryRowBelowTheSeparator) {
   EXPECT_EQ(json_object_object_length(json_object_array_get_idx(rows.get(), 0)), 4);
 
   // The largest switch's ports, with port numbers as wide as the column.
-  std::string ptp = "PTP End-to-End Transparent Clock\nAdmin Mode........ Enabled\n\n"
-                    "Intf      Port ID   Admin Mode   Oper Mode\n--------  --------  -----------  -----------\n";
+  std::string ptp =
+      "PTP End-to-End Transparent Clock\nAdmin Mode........ Enabled\n\n"
+      "Intf      Port ID   Admin Mode   Oper Mode\n--------  --------  -----------  -----------\n";
   for (int p = 1; p <= 112; ++p)
     ptp += "0/" + std::to_string(p) + "  " + std::to_string(p) + "  " + (p % 2 ? "Enabled" : "Disabled") + "  " +
            (p % 3 ? "Disabled" : "Enabled") + "\n";

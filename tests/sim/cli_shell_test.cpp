@@ -28,8 +28,7 @@ TEST_F(CliShellTest, LinesItDoesNotTakeAreAnsweredLikeASwitchCli) {
   Shell shell(sim_.model(), Shell::Mode::Config);
   // The caret stands under the first word not taken, counted from the
   // start of the prompt.
-  EXPECT_EQ(run(shell, "show bogus"),
-            std::string(19 + 5, ' ') + "^\n% Invalid input detected at '^' marker.\n");
+  EXPECT_EQ(run(shell, "show bogus"), std::string(19 + 5, ' ') + "^\n% Invalid input detected at '^' marker.\n");
   EXPECT_EQ(run(shell, "classofservice trust fast"),
             std::string(19 + 21, ' ') + "^\n% Invalid input detected at '^' marker.\n");
   EXPECT_EQ(run(shell, "classofservice dot1p-mapping 8 1"),
@@ -117,8 +116,7 @@ TEST_F(CliShellTest, ShowFiltersKeepTheLinesAsked) {
   EXPECT_EQ(run(shell, "show classofservice trust | include Mode:"), "Class of Service Trust Mode: Dot1P\n");
   std::string rows = run(shell, "show classofservice dot1p-mapping | exclude Priority");
   EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 9);  // the separator and eight rows
-  EXPECT_EQ(run(shell, "show ptp clock e2e-transparent | begin 0/28"),
-            "0/28      28        Enabled      Disabled\n");
+  EXPECT_EQ(run(shell, "show ptp clock e2e-transparent | begin 0/28"), "0/28      28        Enabled      Disabled\n");
 }
 
 // The platform calls of the CLI family, through the RPC channel.

@@ -39,7 +39,9 @@ class Client {
   }
   ~Client() { ::close(fd_); }
   bool connected() const { return connected_; }
-  void send(const std::string &bytes) { ASSERT_EQ(::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL), ssize_t(bytes.size())); }
+  void send(const std::string &bytes) {
+    ASSERT_EQ(::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL), ssize_t(bytes.size()));
+  }
   // What arrives until the text ends with `suffix`, the peer closes, or two
   // seconds pass.
   std::string until(const std::string &suffix) {
@@ -89,12 +91,14 @@ TEST_F(TelnetTest, GreetingNegotiationLineEndingsAndEditing) {
   EXPECT_EQ(c.until("User:"), "\xff\xfb\x01\xff\xfb\x03\r\nUser:");  // WILL ECHO, WILL SUPPRESS-GO-AHEAD
   // The client's own negotiation (DO ECHO, a terminal-type subnegotiation)
   // is taken and ignored; CR NUL ends a line.
-  c.send(bytes("\xff\xfd\x01\xff\xfa\x18\x00xterm\xff\xf0"
-                "admin\r"));
+  c.send(
+      bytes("\xff\xfd\x01\xff\xfa\x18\x00xterm\xff\xf0"
+            "admin\r"));
   c.send(bytes("\0"));
   EXPECT_EQ(c.until("Password:"), "admin\r\nPassword:");
-  c.send("passwoX\x7f"
-         "rd\n");  // a DEL erases, LF alone ends the line; the password is not echoed
+  c.send(
+      "passwoX\x7f"
+      "rd\n");  // a DEL erases, LF alone ends the line; the password is not echoed
   EXPECT_EQ(c.until("(Veltrum) >"), "\r\n\r\n(Veltrum) >");
   c.send("enable\r\n");
   EXPECT_EQ(c.until("(Veltrum) #"), "enable\r\n\r\n(Veltrum) #");
