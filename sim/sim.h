@@ -118,6 +118,14 @@ class Sim : public rpc::CallSink, public IndexOracle {
   // Lets a control call take the service down (set by the process main).
   void set_server(rpc::Server *server) { server_ = server; }
 
+  // Runs `fn` under the model's lock: for services beside the RPC channel
+  // (the CLI's telnet service), so they never see the model half-changed.
+  template <typename F>
+  auto locked(F &&fn) {
+    std::lock_guard<std::mutex> lock(mu_);
+    return fn();
+  }
+
  private:
   struct CallEntry {
     rpc::CallHandler handler;

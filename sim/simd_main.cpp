@@ -3,7 +3,8 @@
 //   veltrum-simd --root DIR [--copper N] [--uplinks N] [--lags N] [--max-vlan N]
 //
 // Prepares the device root, loads the saved configuration and serves the
-// platform calls on "<root>/run/openapi/openapi.sock" until SIGTERM or SIGINT.
+// platform calls on "<root>/run/openapi/openapi.sock", and the CLI's telnet
+// service on 127.0.0.1 (sim/cli/telnet.h), until SIGTERM or SIGINT.
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <string>
 
 #include "platform/client.h"
+#include "sim/cli/telnet.h"
 #include "sim/device_root.h"
 #include "sim/sim.h"
 #include "support/device.h"
@@ -91,6 +93,13 @@ int main(int argc, char **argv) {
   }
   sim.load_config();
 
+  // The CLI first: once the platform answers, its CLI does too.
+  veltrum::sim::cli::TelnetService cli(sim);
+  if (!cli.start()) {
+    std::fprintf(stderr, "veltrum-simd: cannot listen for the CLI's telnet service: %s\n", std::strerror(errno));
+    return 1;
+  }
+
   veltrum::rpc::Server server(device_path(OPENAPI_SOCKET_PATH), sim);
   sim.set_server(&server);
   if (!server.start()) {
@@ -100,10 +109,12 @@ int main(int argc, char **argv) {
   }
   agent_log(6, "serving %u platform calls on %s", sim.implemented_calls(),
             device_path(OPENAPI_SOCKET_PATH).c_str());
+  agent_log(6, "CLI telnet service on 127.0.0.1 port %d", cli.port());
 
   int sig = 0;
   sigwait(&signals, &sig);
   agent_log(6, "stopping on signal %d", sig);
+  cli.stop();
   sim.shutdown();  // a connection thread may be waiting for a part's work
   server.stop();
   return 0;

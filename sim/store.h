@@ -110,7 +110,10 @@ class Store {
   void define(const SettingSpec &spec);
   template <size_t N>
   void define(const SettingSpec (&specs)[N]) {
-    for (const auto &s : specs) define(s);
+    define(specs, N);
+  }
+  void define(const SettingSpec *specs, size_t count) {
+    for (size_t i = 0; i < count; ++i) define(specs[i]);
   }
   void define_table(const TableSpec &spec);
   // The non-empty values of text setting `key` name rows of `table` (keyed

@@ -54,6 +54,12 @@ enum {
   X(rpcclt_openapiValidateUserPassword,                                                            \
     (openapiClientHandle_t * client, const open_buffdesc *userName, const open_buffdesc *password))\
   X(rpcclt_openapiUserSet,                                                                         \
-    (openapiClientHandle_t * client, const open_buffdesc *userName, const open_buffdesc *password))
+    (openapiClientHandle_t * client, const open_buffdesc *userName, const open_buffdesc *password))\
+  /* Longest user name and longest password, terminating NUL included. */                        \
+  X(rpcclt_openapiUserNameSizeGet, (openapiClientHandle_t * client, uint32_t *size))              \
+  X(rpcclt_openapiPasswordSizeGet, (openapiClientHandle_t * client, uint32_t *size))              \
+  /* The clear password of a local user (the CLI bridge logs in with it). */                      \
+  X(rpcclt_openapiUserPasswordGet,                                                                 \
+    (openapiClientHandle_t * client, const open_buffdesc *userName, open_buffdesc *password))
 
 VELTRUM_PLATFORM_FAMILY(users, 4)
