@@ -249,8 +249,10 @@ TEST_F(BridgeTest, AThousandOpenAndCloseCyclesLeaveTheDescriptorCountUnchanged) 
     ASSERT_EQ(fastpath_cli_session_control(kCliClose), 0) << i;
   }
   EXPECT_EQ(open_descriptors(), agent_before);
-  // The simulator ends each session when it sees the close.
-  EXPECT_TRUE(wait_until([&] { return open_descriptors(simd().pid()) == sim_before; }))
+  // The simulator ends each session when it sees the close (the first
+  // session may still have been ending when `sim_before` was counted, so
+  // the count may also end below it).
+  EXPECT_TRUE(wait_until([&] { return open_descriptors(simd().pid()) <= sim_before; }))
       << open_descriptors(simd().pid()) << " descriptors, " << sim_before << " before";
   EXPECT_EQ(simd().transcript_count(" login admin"), 1001u);
 }
