@@ -124,4 +124,37 @@
     (openapiClientHandle_t * client, const open_buffdesc *aclName, uint32_t seqNo,                 \
      uint32_t ipAddr, const open_buffdesc *macAddr, OPEN_ARP_ACL_RULE_ACTION_t action))            \
   X(rpcclt_openapiArpAclRuleDelete,                                                                \
-    (openapiClientHandle_t * client, const open_buffdesc *aclName, uint32_t seqNo))
+    (openapiClientHandle_t * client, const open_buffdesc *aclName, uint32_t seqNo))               \
+                                                                                                   \
+  /* ---- files, transfers, reload and factory reset ---- */                                       \
+  /* Reload: answers, then the service restarts from the saved configuration. */                  \
+  X(rpcclt_openapiSystemReload, (openapiClientHandle_t * client))                                  \
+  /* Factory reset: saved and running configuration to defaults, then a reload. */                \
+  X(rpcclt_openapiResetConfigurationSet, (openapiClientHandle_t * client))                         \
+  X(rpcclt_openapiSystemFileNameMaxLengthGet, (openapiClientHandle_t * client, uint32_t *length))  \
+  /* Writes the support file; `fileName` receives its path on the device. */                      \
+  X(rpcclt_openapiSupportFileGenerate, (openapiClientHandle_t * client, open_buffdesc *fileName))  \
+  X(rpcclt_openapiTransferModeSet, (openapiClientHandle_t * client, OPEN_TRANSFER_MODES_t mode))   \
+  X(rpcclt_openapiTransferUploadFileTypeSet,                                                       \
+    (openapiClientHandle_t * client, OPEN_FILE_TYPES_t fileType))                                  \
+  X(rpcclt_openapiTransferDownloadFileTypeSet,                                                     \
+    (openapiClientHandle_t * client, OPEN_FILE_TYPES_t fileType))                                  \
+  /* Server of a TFTP transfer: an IPv4 or IPv6 address or a host name. */                       \
+  X(rpcclt_openapiTransferServerAddressSet,                                                        \
+    (openapiClientHandle_t * client, const open_buffdesc *serverAddr))                             \
+  X(rpcclt_openapiTransferFilePathRemoteSet,                                                       \
+    (openapiClientHandle_t * client, const open_buffdesc *path))                                   \
+  X(rpcclt_openapiTransferFileRemoteSet,                                                           \
+    (openapiClientHandle_t * client, const open_buffdesc *fileName))                               \
+  /* The file on the switch: a platform name ("startup-config", an image label) or, for an        \
+     upload, an absolute path of a file to send as it is. */                                      \
+  X(rpcclt_openapiTransferFileLocalSet,                                                            \
+    (openapiClientHandle_t * client, const open_buffdesc *fileName))                               \
+  X(rpcclt_openapiTransferUpStartSet, (openapiClientHandle_t * client))                            \
+  X(rpcclt_openapiTransferDownStartSet, (openapiClientHandle_t * client))                          \
+  X(rpcclt_openapiTransferInProgressGet, (openapiClientHandle_t * client, OPEN_BOOL_t *inProgress)) \
+  X(rpcclt_openapiTransferResultGet,                                                               \
+    (openapiClientHandle_t * client, OPEN_TRANSFER_STATUS_t *status, open_buffdesc *message))     \
+  /* Waits up to `timeoutSecs` for a platform event (a transfer ending): OPEN_E_NONE when one     \
+     came, OPEN_E_TIMEOUT when none did, OPEN_E_EMPTY when none is outstanding. */                 \
+  X(openapiEventWait, (openapiClientHandle_t * client, int32_t timeoutSecs))

@@ -133,3 +133,43 @@ enum {
   OPEN_ARP_ACL_NAME_SIZE = 32,
   OPEN_MAC_TEXT_SIZE = 18,
 };
+
+// ---- files and transfers ----
+
+// How a transfer reaches the other end. LOCAL takes a file of the switch
+// itself (a download from an uploaded file).
+typedef enum {
+  OPEN_TRANSFER_NONE = 0,
+  OPEN_TRANSFER_TFTP = 1,
+  OPEN_TRANSFER_SFTP = 2,
+  OPEN_TRANSFER_SCP = 3,
+  OPEN_TRANSFER_HTTP = 4,   // staged in /mnt/download for the web front end
+  OPEN_TRANSFER_HTTPS = 5,
+  OPEN_TRANSFER_FTP = 6,
+  OPEN_TRANSFER_LOCAL = 7,
+} OPEN_TRANSFER_MODES_t;
+
+// The platform's file types (a transfer carries one). The platform knows
+// every number up to OPEN_FILE_TYPE_LAST; which it can transfer depends on
+// the type and the direction.
+typedef enum {
+  OPEN_FILE_TYPE_CODE = 3,          // a firmware image
+  OPEN_FILE_TYPE_CONFIG = 5,        // the startup configuration as text
+  OPEN_FILE_TYPE_SYSTEM_LOG = 6,    // "asciilog.txt"
+  OPEN_FILE_TYPE_MESSAGE_LOG = 8,   // "msg.txt"
+  OPEN_FILE_TYPE_TRAP_LOG = 9,      // "trap.txt"
+  OPEN_FILE_TYPE_TECH_SUPPORT = 27, // "TechSupport"
+  OPEN_FILE_TYPE_LAST = 45,
+} OPEN_FILE_TYPES_t;
+
+typedef enum {
+  OPEN_TRANSFER_STATUS_NONE = 0,     // no transfer since the platform started
+  OPEN_TRANSFER_STATUS_RUNNING = 1,
+  OPEN_TRANSFER_STATUS_SUCCESS = 2,
+  OPEN_TRANSFER_STATUS_FAILED = 3,
+} OPEN_TRANSFER_STATUS_t;
+
+enum {
+  OPEN_FILE_NAME_SIZE = 160,       // a path on the switch, NUL included
+  OPEN_TRANSFER_MESSAGE_SIZE = 256,
+};

@@ -41,6 +41,7 @@ Sim::Sim(SimOptions options) : options_(std::move(options)), store_(*this) {
   install_network(*this);
   install_users(*this);
   install_dai(*this);
+  install_files(*this);
   install_control();
   apply_defaults();
 }
@@ -142,6 +143,14 @@ void Sim::load_locked() {
 void Sim::factory_reset_locked() {
   apply_defaults();
   std::remove((options_.root + SIM_SAVED_CONFIG_PATH).c_str());
+}
+
+void Sim::reboot_locked(bool factory_defaults, std::chrono::milliseconds boot_time) {
+  if (factory_defaults)
+    factory_reset_locked();
+  else
+    load_locked();
+  if (server_) server_->go_down_after_answer(boot_time);
 }
 
 void Sim::install_control() {

@@ -14,6 +14,24 @@ VELTRUM_HANDLER(default_uri_handler);
 // Credentials (session/login.cpp)
 VELTRUM_HANDLER(user_password_change_handler);
 
+// HTTP and HTTPS server settings and certificates (session/web_config.cpp)
+VELTRUM_HANDLER(http_config_get);
+VELTRUM_HANDLER(http_config_post);
+VELTRUM_HANDLER(https_cert_mgmt_get);
+VELTRUM_HANDLER(https_cert_mgmt_post);
+VELTRUM_HANDLER(https_cert_upld_post);
+VELTRUM_HANDLER(global_states_get);
+VELTRUM_HANDLER(global_states_post);
+
+// Configuration files, export, download, reboot and factory reset
+// (jobs/device_ops.cpp, jobs/file_export.cpp, jobs/download.cpp)
+VELTRUM_HANDLER(device_factory_reset_post);
+VELTRUM_HANDLER(device_reboot_post);
+VELTRUM_HANDLER(download_post);
+VELTRUM_HANDLER(download_status_get);
+VELTRUM_HANDLER(mgmt_http_file_export_post);
+VELTRUM_HANDLER(mgmt_file_export_post);
+
 // Dynamic ARP Inspection (uri/dai.cpp)
 VELTRUM_HANDLER(dai_global_cfg_get);
 VELTRUM_HANDLER(dai_global_cfg_post);
