@@ -7,7 +7,7 @@ packages=(
   build-essential cmake ninja-build pkg-config ccache git
   libmicrohttpd-dev libjson-c-dev libssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcurl4-openssl-dev
-  iputils-ping traceroute curl openssl wrk procps psmisc lighttpd
+  iputils-ping traceroute curl openssl wrk procps psmisc lighttpd lighttpd-mod-openssl
 )
 
 missing=()
