@@ -11,8 +11,9 @@
 //   download, TFTP      the file is fetched from the server;
 //   download, LOCAL     the file is taken from the switch itself (the remote
 //                       path and name then name a file under the device root).
-// What is uploaded: the local file when it is an absolute path (a file the
-// agent prepared, sent as it is), else the platform's own file of the type:
+// What is uploaded: by TFTP, the local file when it is an absolute path (a
+// file the agent prepared, sent as it is); else the platform's own file of
+// the type:
 // the startup configuration ("startup-config", the saved file, or "{}" when
 // none was saved) or the running one ("running-config"), the system log
 // (events since the service started), the message log (every event, kept
@@ -332,7 +333,7 @@ std::string Files::support_file_text() {
 }
 
 std::optional<std::string> Files::upload_content(int type, std::string &why) {
-  if (!local.empty() && local.front() == '/') {
+  if (mode == OPEN_TRANSFER_TFTP && !local.empty() && local.front() == '/') {
     if (!clean_device_path(local)) {
       why = "Invalid local file " + local;
       return std::nullopt;
@@ -343,7 +344,7 @@ std::optional<std::string> Files::upload_content(int type, std::string &why) {
   }
   switch (type) {
     case OPEN_FILE_TYPE_CONFIG: {
-      if (local.empty() || local == "startup-config") {
+      if (local.empty() || local.front() == '/' || local == "startup-config") {
         std::string saved = root_path(SIM_SAVED_CONFIG_PATH);
         if (!exists(saved.c_str())) return std::string("{}\n");
         auto data = read_whole(saved, kConfigMaxBytes);
