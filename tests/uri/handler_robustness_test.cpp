@@ -29,6 +29,8 @@ const char *const kSeeds[] = {
     R"({"dai_aclrule_cfg":{"acls":[{"name":"web","aclrules":[{"idx":1,"ip":"10.0.0.1","mac":"00:11:22:33:44:55","action":1}]}]}})",
     R"({"user_password_change":{"current":"password","new":"password1","confirm":"password1"}})",
     R"({"ping":""})",
+    R"({"http_config":{"httpEnable":1,"httpPort":80,"httpsEnable":1,"httpsPort":443,"maxSes":4,"softTimeout":5,"hardTimeout":24,"httpLang":"en","themeSel":"system"}})",
+    R"({"global_states":{"pellmar":1,"localMgmt":1}})",
 };
 
 // Values that do not belong where they are put.
