@@ -309,7 +309,6 @@ class Files {
   std::string message_;
   bool event_pending_ = false;
   bool fetched_ = false;      // a download's data waits to be installed
-  bool upload_now_ = false;
   int type_now_ = -1;
   std::string local_now_;
   std::string fetched_data_;
@@ -388,25 +387,29 @@ open_error_t Files::start(bool upload) {
     message_ = "Transfer in progress";
     event_pending_ = true;
     fetched_ = false;
-    upload_now_ = upload;
     type_now_ = type;
     local_now_ = local;
   }
   event(std::string(upload ? "Upload" : "Download") + " of file type " + std::to_string(type) + " started");
 
+  // Failures found now end the transfer at once; the start itself succeeds.
+  auto failed = [this](const std::string &why) {
+    finish(OPEN_TRANSFER_STATUS_FAILED, why);
+    return OPEN_E_NONE;
+  };
   std::string why;
   if (upload) {
     auto data = upload_content(type, why);
-    if (!data) return finish(OPEN_TRANSFER_STATUS_FAILED, why), OPEN_E_NONE;
+    if (!data) return failed(why);
     if (mode == OPEN_TRANSFER_HTTP) {
       const char *name = staged_name(type);
-      if (!name) return finish(OPEN_TRANSFER_STATUS_FAILED, "File type cannot be staged for HTTP"), OPEN_E_NONE;
+      if (!name) return failed("File type cannot be staged for HTTP");
       bool ok = write_file_atomic(root_path(std::string(kStagingDir) + "/" + name), *data) == 0;
       finish(ok ? OPEN_TRANSFER_STATUS_SUCCESS : OPEN_TRANSFER_STATUS_FAILED,
              ok ? "File transfer operation completed successfully" : "Could not write the staged file");
       return OPEN_E_NONE;
     }
-    if (!tftp) return finish(OPEN_TRANSFER_STATUS_FAILED, "Transfer mode not supported"), OPEN_E_NONE;
+    if (!tftp) return failed("Transfer mode not supported");
     auto job = std::make_shared<TftpJob>();
     job->url = tftp_url();
     job->upload = true;
@@ -421,7 +424,7 @@ open_error_t Files::start(bool upload) {
   }
 
   if (type != OPEN_FILE_TYPE_CONFIG && type != OPEN_FILE_TYPE_CODE)
-    return finish(OPEN_TRANSFER_STATUS_FAILED, "File type cannot be downloaded"), OPEN_E_NONE;
+    return failed("File type cannot be downloaded");
   size_t limit = type == OPEN_FILE_TYPE_CONFIG ? kConfigMaxBytes : kImageMaxBytes;
   if (mode == OPEN_TRANSFER_LOCAL) {
     std::string path = remote_path;
@@ -429,11 +432,11 @@ open_error_t Files::start(bool upload) {
     path += "/" + remote_name;
     std::optional<std::string> data;
     if (clean_device_path(path)) data = read_whole(root_path(path), limit);
-    if (!data) return finish(OPEN_TRANSFER_STATUS_FAILED, "File " + path + " not found"), OPEN_E_NONE;
+    if (!data) return failed("File " + path + " not found");
     install(*data);
     return OPEN_E_NONE;
   }
-  if (!tftp) return finish(OPEN_TRANSFER_STATUS_FAILED, "Transfer mode not supported"), OPEN_E_NONE;
+  if (!tftp) return failed("Transfer mode not supported");
   auto job = std::make_shared<TftpJob>();
   job->url = tftp_url();
   job->limit = limit;

@@ -48,13 +48,9 @@ class FrontEndTest : public WebSuite {
   // A login through the front end over HTTPS (certificate not verified: it
   // is self-signed).
   bool https_login(int port) {
-    HttpRequest request;
-    request.method = "POST";
-    request.path = "/api/v1/login";
-    request.body = R"({"login":{"username":"admin","password":"password"}})";
-    request.credentials.cookie = "front-end";
+    std::string body = R"({"login":{"username":"admin","password":"password"}})";
     std::string url = "https://127.0.0.1:" + std::to_string(port) + "/api/v1/login";
-    std::string out = command("curl -sk -m 5 -b lhttpdsid=front-end -d '" + *request.body + "' " + url);
+    std::string out = command("curl -sk -m 5 -b lhttpdsid=front-end -d '" + body + "' " + url);
     return out.find(R"("status":"success")") != std::string::npos && out.find(R"("token":")") != std::string::npos;
   }
   int cert_mgmt(int operation) {
