@@ -7,7 +7,7 @@ packages=(
   build-essential cmake ninja-build pkg-config ccache git
   libmicrohttpd-dev libjson-c-dev libssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcurl4-openssl-dev
-  iputils-ping traceroute curl openssl wrk procps psmisc mawk
+  iputils-ping traceroute curl openssl wrk procps psmisc mawk lighttpd lighttpd-mod-openssl
 )
 
 missing=()
@@ -27,3 +27,9 @@ if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
 export DEBIAN_FRONTEND=noninteractive
 $SUDO apt-get update -qq
 $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
+
+# The lighttpd package starts a site of its own on port 80; the project runs
+# lighttpd itself, as the device's web front end, so that site is stopped.
+if printf '%s\n' "${missing[@]}" | grep -qx lighttpd; then
+  { $SUDO systemctl disable --now lighttpd || $SUDO service lighttpd stop; } >/dev/null 2>&1 || true
+fi

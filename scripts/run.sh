@@ -3,8 +3,12 @@
 #
 # The simulated switch and the agent share a private device root
 # (.run/root in the checkout, kept between runs so the saved configuration
-# survives). The agent serves http://127.0.0.1:8445/api/v1/ until Ctrl-C.
-# Log in with user "admin", password "password" (the factory default).
+# survives). The agent serves http://127.0.0.1:8445/api/v1/ until Ctrl-C,
+# behind the device's web front end (lighttpd under its monitor lighttpdMon)
+# on the loopback: HTTP on port 80 and HTTPS on port 443 as the agent's
+# settings say, 8080 and 8443 when not run as root. The HTTPS certificate is
+# made on the first start. Log in with user "admin", password "password"
+# (the factory default).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -12,7 +16,7 @@ scripts/install-deps.sh
 
 jobs=$(nproc 2>/dev/null || echo 2)
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build build -j "$jobs" --target veltrum veltrum-simd veltrum-simctl
+cmake --build build -j "$jobs" --target veltrum veltrum-simd veltrum-simctl veltrum-lighttpdmon
 
 root="$PWD/.run/root"
 mkdir -p "$root"
@@ -29,14 +33,33 @@ build/sim/veltrum-simd --root "$root" &
 pids+=($!)
 until build/sim/veltrum-simctl check 2>/dev/null; do sleep 0.1; done
 
-# The web front end's monitor, which the agent signals after settings change.
-"$root/bin/lighttpdMon" &
-pids+=($!)
+# The HTTPS certificate of the web front end, made once.
+if [ ! -e "$root/mnt/fastpath/lighttpd/ssl/https_cert.cer" ]; then
+  echo "Making the web front end's HTTPS certificate..."
+  "$root/bin/restgen" >/dev/null 2>&1 || echo "restgen failed: HTTPS stays off" >&2
+fi
 
-echo "Simulated switch up (device root $root)."
-echo "Agent on http://127.0.0.1:8445/api/v1/ ; log in as admin / password, e.g.:"
-echo "  curl -s -b lhttpdsid=dev -d '{\"login\":{\"username\":\"admin\",\"password\":\"password\"}}' http://127.0.0.1:8445/api/v1/login"
-echo "Steer the simulator with: VELTRUM_ROOT=$root build/sim/veltrum-simctl ..."
 build/core/veltrum &
 pids+=($!)
-wait "${pids[-1]}"
+
+# The web front end: its monitor runs lighttpd and reloads it when the
+# agent's listener settings change.
+rm -f "$root/run/lighttpd/listeners"
+"$root/bin/lighttpdMon" 2>>"$root/var/log/lighttpdMon.log" &
+pids+=($!)
+listeners="$root/run/lighttpd/listeners"
+for _ in $(seq 50); do
+  grep -q '^https://' "$listeners" 2>/dev/null && break
+  sleep 0.1
+done
+https=$(grep -m1 '^https://' "$listeners" 2>/dev/null || true)
+
+echo "Simulated switch up (device root $root)."
+echo "Agent on http://127.0.0.1:8445/api/v1/ ; web front end on:"
+sed 's/^/  /' "$listeners" 2>/dev/null || true
+if [ -n "$https" ]; then
+  echo "Log in through the front end over HTTPS as admin / password, e.g.:"
+  echo "  curl -sk -b lhttpdsid=dev -d '{\"login\":{\"username\":\"admin\",\"password\":\"password\"}}' ${https}api/v1/login"
+fi
+echo "Steer the simulator with: VELTRUM_ROOT=$root build/sim/veltrum-simctl ..."
+wait "${pids[1]}"

@@ -198,6 +198,14 @@ void Sim::factory_reset_locked() {
   std::remove((options_.root + SIM_SAVED_CONFIG_PATH).c_str());
 }
 
+void Sim::reboot_locked(bool factory_defaults, std::chrono::milliseconds boot_time) {
+  if (factory_defaults)
+    factory_reset_locked();
+  else
+    load_locked();
+  if (server_) server_->go_down_after_answer(boot_time);
+}
+
 void Sim::install_control() {
   auto id_of = [this](const open_buffdesc *name) { return wire_id_of(buffer_text(name)); };
   auto set_fault = [this, id_of](const open_buffdesc *name, uint32_t skip, uint32_t count, int32_t result) {

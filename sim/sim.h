@@ -16,6 +16,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -114,6 +115,18 @@ class Sim : public rpc::CallSink, public IndexOracle {
   void load_config();          // defaults, then the saved file
   bool save_running_config();  // the running configuration to the saved file
   void factory_reset_locked(); // defaults, saved file removed
+  // A reboot as the platform's reload and factory-reset calls do it: the
+  // configuration restarts from the saved file (or from factory defaults,
+  // whose saved file is removed), and the service goes away once the
+  // current call has been answered and comes back after `boot_time`.
+  void reboot_locked(bool factory_defaults, std::chrono::milliseconds boot_time);
+
+  // Writes a firmware file into an image slot ("image1", "image2"): what a
+  // code download ends with. The firmware family installs it; without one
+  // a code download fails.
+  using ImageWriter = std::function<open_error_t(Sim &, const std::string &label, const std::string &path)>;
+  void set_image_writer(ImageWriter writer) { image_writer_ = std::move(writer); }
+  const ImageWriter &image_writer() const { return image_writer_; }
 
   // Lets a control call take the service down (set by the process main).
   void set_server(rpc::Server *server) { server_ = server; }
@@ -149,6 +162,7 @@ class Sim : public rpc::CallSink, public IndexOracle {
   std::vector<std::function<void(Sim &)>> seeds_;
   std::vector<std::function<void()>> shutdown_;
   rpc::Server *server_ = nullptr;
+  ImageWriter image_writer_;
 
   std::mutex mu_;
   std::vector<std::vector<CallEntry>> calls_;  // by family, then position

@@ -17,10 +17,10 @@
   /* Credentials */ \
   ROW(user_password_change,          NONE,                         user_password_change_handler, NONE,                         1) \
   /* HTTP and HTTPS server settings */ \
-  ROW(http_config,                   PENDING,                      PENDING,                      NONE,                         0) \
-  ROW(https_cert_mgmt,               PENDING,                      PENDING,                      NONE,                         0) \
-  ROW(https_cert_upld,               NONE,                         PENDING,                      NONE,                         0) \
-  ROW(global_states,                 PENDING,                      PENDING,                      NONE,                         0) \
+  ROW(http_config,                   http_config_get,              http_config_post,             NONE,                         0) \
+  ROW(https_cert_mgmt,               https_cert_mgmt_get,          https_cert_mgmt_post,         NONE,                         0) \
+  ROW(https_cert_upld,               NONE,                         https_cert_upld_post,         NONE,                         0) \
+  ROW(global_states,                 global_states_get,            global_states_post,           NONE,                         0) \
   /* Network diagnostics */ \
   ROW(dnslookup_start,               dnslookup_start_get,          NONE,                         NONE,                         0) \
   ROW(dnslookup_stop,                NONE,                         dnslookup_stop_post,          NONE,                         0) \
@@ -46,12 +46,12 @@
   ROW(image_description,             NONE,                         PENDING,                      NONE,                         1) \
   ROW(copy_image,                    NONE,                         PENDING,                      NONE,                         1) \
   /* Configuration files, export, download, reboot and factory reset */ \
-  ROW(device_factory_reset,          NONE,                         PENDING,                      NONE,                         1) \
-  ROW(device_reboot,                 NONE,                         PENDING,                      NONE,                         1) \
-  ROW(download,                      NONE,                         PENDING,                      NONE,                         0) \
-  ROW(download_status,               PENDING,                      NONE,                         NONE,                         1) \
-  ROW(mgmt_http_file_export,         NONE,                         PENDING,                      NONE,                         1) \
-  ROW(mgmt_file_export,              NONE,                         PENDING,                      NONE,                         1) \
+  ROW(device_factory_reset,          NONE,                         device_factory_reset_post,    NONE,                         1) \
+  ROW(device_reboot,                 NONE,                         device_reboot_post,           NONE,                         1) \
+  ROW(download,                      NONE,                         download_post,                NONE,                         0) \
+  ROW(download_status,               download_status_get,          NONE,                         NONE,                         1) \
+  ROW(mgmt_http_file_export,         NONE,                         mgmt_http_file_export_post,   NONE,                         1) \
+  ROW(mgmt_file_export,              NONE,                         mgmt_file_export_post,        NONE,                         1) \
   /* Dynamic ARP Inspection */ \
   ROW(dai_global_cfg,                dai_global_cfg_get,           dai_global_cfg_post,          NONE,                         1) \
   ROW(dai_vlan_cfg,                  dai_vlan_cfg_get,             dai_vlan_cfg_post,            NONE,                         1) \

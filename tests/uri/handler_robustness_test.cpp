@@ -38,6 +38,9 @@ const Seed kSeeds[] = {
     {"traceroute_start",
      R"({"tracerouteStart":{"action":1,"host":"127.0.0.1","ipVersion":4,"maxTtl":2,"srcAddr":"","gateway":""}})"},
     {"dnslookup_stop", R"({"dnsLookupStop":{"state":true}})"},
+    {"http_config", R"({"http_config":{"httpEnable":1,"httpPort":80,"httpsEnable":1,"httpsPort":443,"maxSes":4,)"
+                    R"("softTimeout":5,"hardTimeout":24,"httpLang":"en","themeSel":"system"}})"},
+    {"global_states", R"({"global_states":{"pellmar":1,"localMgmt":1}})"},
 };
 
 // A plausible value of a check's kind (its range's lower end, a MAC, ...).
