@@ -225,7 +225,9 @@ void user_password_change_handler(MHD_Connection *connection, ResponseHolder *re
     open_buffdesc new_desc = input_text(new_password);
     result = rpcclt_openapiUserSet(&g_client_handle, &user_desc, &new_desc);
     if (result != OPEN_E_NONE) {
-      json_object_object_add(details.get(), "password", json_object_new_string(new_password));
+      // The client learns which member was refused, never its value: the
+      // detail stays in the error record and goes out with later failures.
+      json_object_object_add(details.get(), "password", json_object_new_string(""));
       code = kErrPasswordSet;
       agent_log(4, "Failed to set New Password and error code:%d", result);
       break;
