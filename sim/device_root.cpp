@@ -1,7 +1,5 @@
 #include "sim/device_root.h"
 
-#include <sys/stat.h>
-
 #include "support/files.h"
 
 namespace veltrum::sim {
@@ -31,8 +29,7 @@ std::string monitor(const std::string &root) {
 }
 
 bool write_program(const std::string &path, const std::string &text) {
-  if (write_file_atomic(path, text) != 0) return false;
-  return chmod(path.c_str(), 0755) == 0;
+  return write_file_atomic(path, text, 0755) == 0;
 }
 
 }  // namespace
