@@ -51,8 +51,8 @@ void register_client(openapiClientHandle_t *handle) {
     std::fprintf(stderr, "Failed to initialize RPC to OpEN. Exiting (result = %d)\n", rc);
     std::exit(2);
   }
-  long timeout_ms = development_setting("VELTRUM_RPC_TIMEOUT_MS", veltrum::rpc::kDefaultCallTimeout.count(), 1,
-                                        600 * 1000);
+  long timeout_ms =
+      development_setting("VELTRUM_RPC_TIMEOUT_MS", veltrum::rpc::kDefaultCallTimeout.count(), 1, 600 * 1000);
   veltrum::rpc::set_call_timeout(handle, std::chrono::milliseconds(timeout_ms));
   while (rpcclt_openapiConnectivityCheck(handle) != OPEN_E_NONE) sleep(1);
 }
@@ -135,16 +135,14 @@ int run_http_server() {
   address.sin_port = htons(kDaemonPort);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
 
-  auto idle_timeout = static_cast<unsigned>(
-      development_setting("VELTRUM_IDLE_TIMEOUT", kConnectionTimeoutSeconds, 1, 3600));
+  auto idle_timeout =
+      static_cast<unsigned>(development_setting("VELTRUM_IDLE_TIMEOUT", kConnectionTimeoutSeconds, 1, 3600));
   // Strict parsing: a request libmicrohttpd would have to guess at is refused.
   int strict = 1;
-  DaemonStopper daemon{MHD_start_daemon(MHD_USE_ERROR_LOG, kDaemonPort, nullptr, nullptr, &access_handler,
-                                        nullptr, MHD_OPTION_SOCK_ADDR, &address,
-                                        MHD_OPTION_CONNECTION_TIMEOUT, idle_timeout,
-                                        MHD_OPTION_NOTIFY_COMPLETED, &request_completed, nullptr,
-                                        MHD_OPTION_CONNECTION_LIMIT, kConnectionLimit,
-                                        MHD_OPTION_STRICT_FOR_CLIENT, strict, MHD_OPTION_END)};
+  DaemonStopper daemon{MHD_start_daemon(
+      MHD_USE_ERROR_LOG, kDaemonPort, nullptr, nullptr, &access_handler, nullptr, MHD_OPTION_SOCK_ADDR, &address,
+      MHD_OPTION_CONNECTION_TIMEOUT, idle_timeout, MHD_OPTION_NOTIFY_COMPLETED, &request_completed, nullptr,
+      MHD_OPTION_CONNECTION_LIMIT, kConnectionLimit, MHD_OPTION_STRICT_FOR_CLIENT, strict, MHD_OPTION_END)};
   if (!daemon.daemon) {
     agent_log(1, "Failed to start MHD daemon.");
     return -1;

@@ -98,9 +98,8 @@ bool ambiguous_length(MHD_Connection *connection) {
 }
 
 MHD_Result refuse_ambiguous_length(MHD_Connection *connection) {
-  MhdResponse response(MHD_create_response_from_buffer(std::strlen(kAmbiguousLengthText),
-                                                       const_cast<char *>(kAmbiguousLengthText),
-                                                       MHD_RESPMEM_MUST_COPY));
+  MhdResponse response(MHD_create_response_from_buffer(
+      std::strlen(kAmbiguousLengthText), const_cast<char *>(kAmbiguousLengthText), MHD_RESPMEM_MUST_COPY));
   if (!response) return MHD_NO;
   MHD_add_response_header(response.get(), "Connection", "close");
   return MHD_queue_response(connection, 400, response.get());

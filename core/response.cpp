@@ -106,8 +106,7 @@ void uri_response(ResponseHolder *holder, json_object *envelope, json_object *re
   const char *text = json_object_to_json_string_ext(envelope, JSON_C_TO_STRING_NOSLASHESCAPE);
   // Answers that carry tokens (the login resources) are never logged, and
   // secrets in any other answer are masked like those of request lines.
-  if (log_threshold() >= 7 && !std::strstr(text, "login"))
-    agent_log(7, "%s", masked_json_text(envelope).c_str());
+  if (log_threshold() >= 7 && !std::strstr(text, "login")) agent_log(7, "%s", masked_json_text(envelope).c_str());
   set_response(holder, text, 200);
 }
 

@@ -36,8 +36,7 @@ const TableSpec kUsers{"users", 8, true};
 const TableSpec kUserStatus{"user_status", 8, false};
 
 int64_t now_ms() {
-  return std::chrono::duration_cast<std::chrono::milliseconds>(
-             std::chrono::steady_clock::now().time_since_epoch())
+  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
       .count();
 }
 
@@ -123,10 +122,9 @@ void install_users(Sim &sim) {
   sim.store().define_table(kUsers);
   sim.store().define_table(kUserStatus);
   sim.on_factory_defaults([](Sim &s) {
-    s.store().table("users").upsert({std::string("admin")},
-                                    {{"hash", hash_password("password")},
-                                     {"level", int64_t{OPEN_LOGIN_ACCESS_READ_WRITE}},
-                                     {"default", int64_t{1}}});
+    s.store().table("users").upsert({std::string("admin")}, {{"hash", hash_password("password")},
+                                                             {"level", int64_t{OPEN_LOGIN_ACCESS_READ_WRITE}},
+                                                             {"default", int64_t{1}}});
   });
 
   sim.implement<CallId::rpcclt_openapiUserSessionAuthentication>(

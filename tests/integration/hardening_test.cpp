@@ -138,7 +138,8 @@ TEST_F(SecretTest, NoSecretReachesTheLog) {
   // The password change itself, with its key spelt with an escape.
   HttpResponse r = harness().post(
       "/api/v1/user_password_change",
-      std::string(R"({"user_password_change": {"current": "password", "n\u0065w": "Secr3t-A1", "c\u006Fnfirm": "Secr3t-A1"}})"),
+      std::string(
+          R"({"user_password_change": {"current": "password", "n\u0065w": "Secr3t-A1", "c\u006Fnfirm": "Secr3t-A1"}})"),
       auth());
   EXPECT_EQ(json_string_at(r.json().get(), {"resp", "status"}), "success") << r.body;
   // Nested, in another case, as an object, in the second piece of a body,
@@ -161,8 +162,7 @@ TEST_F(SecretTest, NoSecretReachesTheLog) {
   EXPECT_NE(log.find("POST /api/v1/ping (a body of " + std::to_string(broken.size()) + " bytes that is not JSON)"),
             std::string::npos)
       << log;
-  EXPECT_NE(log.find("Not find session for token:" + session().token.substr(0, 4) + "...\n"), std::string::npos)
-      << log;
+  EXPECT_NE(log.find("Not find session for token:" + session().token.substr(0, 4) + "...\n"), std::string::npos) << log;
 }
 
 class AccessTest : public AgentSuite {};
@@ -200,9 +200,10 @@ TEST_F(AccessTest, MembersThatAreNoTextAreRefusedBeforeThePlatformIsAsked) {
 
   Login s = harness().login();
   ASSERT_TRUE(s.ok);
-  for (const char *body : {R"({"user_password_change": {"current": "password", "new": ["N3w-Passw0rd"], "confirm": "N3w-Passw0rd"}})",
-                           R"({"user_password_change": {"current": {}, "new": "N3w-Passw0rd", "confirm": "N3w-Passw0rd"}})",
-                           R"({"user_password_change": {"current": "password", "new": "N3w-Passw0rd", "confirm": null}})"}) {
+  for (const char *body :
+       {R"({"user_password_change": {"current": "password", "new": ["N3w-Passw0rd"], "confirm": "N3w-Passw0rd"}})",
+        R"({"user_password_change": {"current": {}, "new": "N3w-Passw0rd", "confirm": "N3w-Passw0rd"}})",
+        R"({"user_password_change": {"current": "password", "new": "N3w-Passw0rd", "confirm": null}})"}) {
     SCOPED_TRACE(body);
     HttpResponse r = harness().post("/api/v1/user_password_change", std::string(body), s.auth());
     JsonPtr doc = r.json();

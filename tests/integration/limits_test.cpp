@@ -80,10 +80,10 @@ TEST(ConnectionLimitTest, IdleConnectionsAreClosedAfterTheTimeout) {
   AgentHarness h(with_env({"VELTRUM_IDLE_TIMEOUT=1"}));
   Login s = h.login();
   ASSERT_TRUE(s.ok);
-  RawConnection silent;                  // never sends a byte
-  RawConnection half;                    // stops in the middle of its head
+  RawConnection silent;  // never sends a byte
+  RawConnection half;    // stops in the middle of its head
   half.send("GET /api/v1/ping HTTP/1.1\r\nHost: 127.0.0.1\r\n");
-  RawConnection served;                  // idles after an answer
+  RawConnection served;  // idles after an answer
   served.send(request_head("GET", kPing, s.auth(), {}));
   std::optional<RawAnswer> a = served.read_answer();
   ASSERT_TRUE(a);

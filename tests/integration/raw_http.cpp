@@ -55,14 +55,26 @@ bool RawConnection::send(std::string_view bytes) {
   return true;
 }
 
-bool RawConnection::fill(std::chrono::steady_clock::time_point deadline) {
+namespace {
+
+// Waits until something (bytes or the end of the stream) can be read; false
+// at the deadline.
+bool wait_readable(int fd, std::chrono::steady_clock::time_point deadline) {
   for (;;) {
     auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     if (left.count() <= 0) return false;
-    pollfd p{fd_, POLLIN, 0};
+    pollfd p{fd, POLLIN, 0};
     int r = ::poll(&p, 1, static_cast<int>(left.count()));
     if (r < 0 && errno == EINTR) continue;
-    if (r <= 0) return false;
+    return r > 0;
+  }
+}
+
+}  // namespace
+
+bool RawConnection::fill(std::chrono::steady_clock::time_point deadline) {
+  for (;;) {
+    if (!wait_readable(fd_, deadline)) return false;
     char chunk[16384];
     ssize_t n = ::recv(fd_, chunk, sizeof chunk, 0);
     if (n < 0 && errno == EINTR) continue;
@@ -94,12 +106,7 @@ std::optional<RawAnswer> RawConnection::read_answer(std::chrono::milliseconds li
 bool RawConnection::closed_by_peer(std::chrono::milliseconds limit) {
   auto deadline = std::chrono::steady_clock::now() + limit;
   for (;;) {
-    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) return false;
-    pollfd p{fd_, POLLIN, 0};
-    int r = ::poll(&p, 1, static_cast<int>(left.count()));
-    if (r < 0 && errno == EINTR) continue;
-    if (r <= 0) return false;
+    if (!wait_readable(fd_, deadline)) return false;
     char chunk[4096];
     ssize_t n = ::recv(fd_, chunk, sizeof chunk, 0);
     if (n == 0 || (n < 0 && errno == ECONNRESET)) return true;
