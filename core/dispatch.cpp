@@ -123,14 +123,14 @@ struct ParsedBody {
   JsonPtr json;        // null for no body, a parse error, or the JSON literal null
 };
 
-ParsedBody parse_body(const char *body, size_t size) {
+// Parses a whole body (a terminated text; json-c reads up to the NUL, as it
+// always has).
+ParsedBody parse_body(const std::string &body) {
   ParsedBody parsed;
-  if (!body || size == 0) return parsed;
-  parsed.size = size;
-  // The body is not terminated: parse a terminated copy.
-  std::string text(body, size);
+  if (body.empty()) return parsed;
+  parsed.size = body.size();
   json_tokener_error error = json_tokener_success;
-  parsed.json.reset(json_tokener_parse_verbose(text.c_str(), &error));
+  parsed.json.reset(json_tokener_parse_verbose(body.c_str(), &error));
   parsed.valid = error == json_tokener_success;
   if (!parsed.valid) parsed.json.reset();
   return parsed;
@@ -180,7 +180,7 @@ void dispatch_parsed(MHD_Connection *connection, const char *method, const char 
 // The request's whole body (if any) logged and dispatched.
 void dispatch_body(MHD_Connection *connection, const char *method, const char *url, const RequestState &state,
                    ResponseHolder *holder) {
-  ParsedBody body = parse_body(state.body.data(), state.body.size());
+  ParsedBody body = parse_body(state.body);
   log_request_line(method, url, body);
   dispatch_parsed(connection, method, url, body, holder);
 }
@@ -231,7 +231,8 @@ void call_entry_handler(MHD_Connection *connection, int slot, const UriEntry *ro
 
 void dispatch_request(MHD_Connection *connection, const char *method, const char *url, const char *body,
                       size_t body_size, ResponseHolder *holder) {
-  dispatch_parsed(connection, method, url, parse_body(body, body_size), holder);
+  // The body need not be terminated: parse a terminated copy.
+  dispatch_parsed(connection, method, url, parse_body(body ? std::string(body, body_size) : std::string()), holder);
 }
 
 MHD_Result access_handler(void *closure, MHD_Connection *connection, const char *url, const char *method,
