@@ -1,7 +1,8 @@
 // mhd_minimal: the smallest server that answers like the agent's ping, as
 // the baseline of bench/run_http_bench.sh. libmicrohttpd in the same
-// external-select mode as the agent (one thread, MHD_USE_ERROR_LOG only,
-// same options), answering every GET with the ping body and content type.
+// external-select mode as the agent (one thread, MHD_USE_ERROR_LOG only),
+// with none of the agent's limits (connection limit, strict parsing, short
+// idle time-out), answering every GET with the ping body and content type.
 //
 //   mhd_minimal [PORT]        (default 8446, bound on 127.0.0.1)
 #include <arpa/inet.h>

@@ -19,6 +19,7 @@
 #include "jobs/traceroute.h"
 #include "uri/uri_table.h"
 #include "support/agent_config.h"
+#include "support/device.h"
 #include "support/log.h"
 #include "support/mem.h"
 #include "support/worker.h"
@@ -44,13 +45,18 @@ constexpr size_t kAppNameSize = 20;
 constexpr size_t kAppStatusSize = 127;
 
 // Registers one client handle under the application name and waits, with no
-// limit, until the service answers on it.
+// limit, until the service answers on it. Each platform call on the handle
+// ends within the call time-out (VELTRUM_RPC_TIMEOUT_MS under a development
+// root).
 void register_client(openapiClientHandle_t *handle) {
   open_error_t rc = openapiClientRegister(kAppName, handle);
   if (rc != OPEN_E_NONE) {
     std::fprintf(stderr, "Failed to initialize RPC to OpEN. Exiting (result = %d)\n", rc);
     std::exit(2);
   }
+  long timeout_ms =
+      development_setting("VELTRUM_RPC_TIMEOUT_MS", veltrum::rpc::kDefaultCallTimeout.count(), 1, 600 * 1000);
+  veltrum::rpc::set_call_timeout(handle, std::chrono::milliseconds(timeout_ms));
   while (rpcclt_openapiConnectivityCheck(handle) != OPEN_E_NONE) sleep(1);
 }
 
@@ -58,6 +64,17 @@ void register_client(openapiClientHandle_t *handle) {
   agent_log(1, "%s", what);
   std::fprintf(stderr, "%s\n", what);
   std::exit(1);
+}
+
+// At the connection limit libmicrohttpd would take a new connection only to
+// close it unanswered. Its listen socket is left out of the wait instead, so
+// new connections wait in the kernel's listen queue and are taken, in the
+// order they came, as soon as a connection closes.
+void hold_new_connections_at_limit(MHD_Daemon *daemon, fd_set *read_set) {
+  const MHD_DaemonInfo *count = MHD_get_daemon_info(daemon, MHD_DAEMON_INFO_CURRENT_CONNECTIONS);
+  if (!count || count->num_connections < kConnectionLimit) return;
+  const MHD_DaemonInfo *listen = MHD_get_daemon_info(daemon, MHD_DAEMON_INFO_LISTEN_FD);
+  if (listen && listen->listen_fd != MHD_INVALID_SOCKET) FD_CLR(listen->listen_fd, read_set);
 }
 
 // Stops the daemon when the loop ends, whichever way it ends.
@@ -122,11 +139,14 @@ int run_http_server() {
   address.sin_port = htons(kDaemonPort);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
 
-  DaemonStopper daemon{MHD_start_daemon(MHD_USE_ERROR_LOG, kDaemonPort, nullptr, nullptr, &access_handler,
-                                        nullptr, MHD_OPTION_SOCK_ADDR, &address,
-                                        MHD_OPTION_CONNECTION_TIMEOUT, kConnectionTimeoutSeconds,
-                                        MHD_OPTION_NOTIFY_COMPLETED, &request_completed, nullptr,
-                                        MHD_OPTION_END)};
+  auto idle_timeout =
+      static_cast<unsigned>(development_setting("VELTRUM_IDLE_TIMEOUT", kConnectionTimeoutSeconds, 1, 3600));
+  // Strict parsing: a request libmicrohttpd would have to guess at is refused.
+  int strict = 1;
+  DaemonStopper daemon{MHD_start_daemon(
+      MHD_USE_ERROR_LOG, kDaemonPort, nullptr, nullptr, &access_handler, nullptr, MHD_OPTION_SOCK_ADDR, &address,
+      MHD_OPTION_CONNECTION_TIMEOUT, idle_timeout, MHD_OPTION_NOTIFY_COMPLETED, &request_completed, nullptr,
+      MHD_OPTION_CONNECTION_LIMIT, kConnectionLimit, MHD_OPTION_STRICT_FOR_CLIENT, strict, MHD_OPTION_END)};
   if (!daemon.daemon) {
     agent_log(1, "Failed to start MHD daemon.");
     return -1;
@@ -146,6 +166,7 @@ int run_http_server() {
       agent_log(7, "Failed to call MHD_get_fdset, sleep 1s");
       continue;
     }
+    hold_new_connections_at_limit(daemon.daemon, &read_set);
 
     MHD_UNSIGNED_LONG_LONG timeout_ms = 0;
     timeval timeout{};

@@ -15,7 +15,17 @@ inline constexpr const char *kAppName = "Veltrum";
 inline constexpr const char *kAppVersion = "1.0.3.118";
 // The only address the daemon binds.
 inline constexpr unsigned short kDaemonPort = 8445;
-inline constexpr unsigned kConnectionTimeoutSeconds = 600;
+
+// libmicrohttpd's limits. The select loop watches at most 1,024 descriptors;
+// the connection limit stays well below, so a client that opens connections
+// by the hundred cannot fill the set: past the limit new connections wait
+// in the listen queue and are taken as soon as one closes. An idle
+// connection (no byte in either direction) is closed after
+// kConnectionTimeoutSeconds: the front end opens a new one when it needs
+// one, and idle connections cannot hold the limit for long. Under a
+// development root VELTRUM_IDLE_TIMEOUT (seconds) replaces the time-out.
+inline constexpr unsigned kConnectionLimit = 64;
+inline constexpr unsigned kConnectionTimeoutSeconds = 10;
 
 // Application-control status texts, by index. Start-up uses 0 and 1; the
 // firmware-update resources use the others.

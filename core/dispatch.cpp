@@ -1,9 +1,14 @@
 #include "core/dispatch.h"
 
+#include <strings.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
+#include <optional>
+#include <string>
 
 #include "core/log_mask.h"
 #include "core/mgmt_address.h"
@@ -74,21 +79,125 @@ void answer_logout(ResponseHolder *holder) {
   uri_response(holder, envelope.get(), resp.get(), data.get(), "logout", 0);
 }
 
-// Request lines go to the log with the values of secret members masked
-// (mask_secrets): logs leave the device (syslog, support bundles), and a
-// password or key must never be found in them.
-void log_request_line(const char *method, const char *url, const char *upload_data, size_t size) {
+// Counts the headers that tell a body's length.
+MHD_Result count_length_headers(void *closure, MHD_ValueKind, const char *key, const char *) {
+  auto *counts = static_cast<int *>(closure);
+  if (strcasecmp(key, "Content-Length") == 0) ++counts[0];
+  if (strcasecmp(key, "Transfer-Encoding") == 0) ++counts[1];
+  return MHD_YES;
+}
+
+// A request whose body length two headers tell (Content-Length and
+// Transfer-Encoding, or Content-Length twice) could be read one way here and
+// another way by a proxy in front: such a request is refused, and its
+// connection closed, before any of its body is read.
+bool ambiguous_length(MHD_Connection *connection) {
+  int counts[2] = {0, 0};
+  MHD_get_connection_values(connection, MHD_HEADER_KIND, &count_length_headers, counts);
+  return counts[0] > 1 || (counts[0] > 0 && counts[1] > 0);
+}
+
+MHD_Result refuse_ambiguous_length(MHD_Connection *connection) {
+  MhdResponse response(MHD_create_response_from_buffer(
+      std::strlen(kAmbiguousLengthText), const_cast<char *>(kAmbiguousLengthText), MHD_RESPMEM_MUST_COPY));
+  if (!response) return MHD_NO;
+  MHD_add_response_header(response.get(), "Connection", "close");
+  return MHD_queue_response(connection, 400, response.get());
+}
+
+// The state of one request between libmicrohttpd's calls: the holder the
+// handlers answer in, and the body gathered across upload chunks.
+struct RequestState {
+  ResponseHolder holder{};
+  std::string body;
+  bool body_too_large = false;
+  // The session check, made once per request (at its first body chunk, or
+  // at its end when it has no body).
+  std::optional<bool> authenticated;
+};
+
+// A request body as the dispatcher sees it.
+struct ParsedBody {
+  size_t size = 0;     // bytes received; 0: no body
+  bool valid = false;  // parsed as JSON
+  JsonPtr json;        // null for no body, a parse error, or the JSON literal null
+};
+
+// Parses a whole body (a terminated text; json-c reads up to the NUL, as it
+// always has).
+ParsedBody parse_body(const std::string &body) {
+  ParsedBody parsed;
+  if (body.empty()) return parsed;
+  parsed.size = body.size();
+  json_tokener_error error = json_tokener_success;
+  parsed.json.reset(json_tokener_parse_verbose(body.c_str(), &error));
+  parsed.valid = error == json_tokener_success;
+  if (!parsed.valid) parsed.json.reset();
+  return parsed;
+}
+
+// Request lines go to the log with the values of secret members masked in
+// the parsed body (masked_json_text): logs leave the device (syslog,
+// support bundles), and a password or key must never be found in them. Of a
+// body that is not JSON only the length is logged: no masking could be
+// trusted on it.
+void log_request_line(const char *method, const char *url, const ParsedBody &body) {
   if (log_threshold() < 7) return;
-  if (!upload_data || size == 0) {
+  if (body.size == 0) {
     agent_log(7, "%s %s %s", method, url, "(null)");
+  } else if (body.valid) {
+    agent_log(7, "%s %s %s", method, url, masked_json_text(body.json.get()).c_str());
+  } else {
+    agent_log(7, "%s %s (a body of %zu bytes that is not JSON)", method, url, body.size);
+  }
+}
+
+// Lookup and handler call for a request whose body is parsed already.
+void dispatch_parsed(MHD_Connection *connection, const char *method, const char *url, const ParsedBody &body,
+                     ResponseHolder *holder) {
+  set_response(holder, nullptr, 404);
+  const UriEntry *row = find_uri_entry(url);
+  if (!row) {
+    agent_log(4, "%s is not supported\n", url ? url : "");
+    set_response(holder, kUnhandledUriText, 404);
     return;
   }
-  std::string masked = mask_secrets(std::string_view(upload_data, size));
-  agent_log(7, "%s %s %s", method, url, masked.c_str());
+
+  bool is_post = std::strcmp(method, "POST") == 0;
+  bool is_delete = std::strcmp(method, "DELETE") == 0;
+  if (std::strcmp(method, "GET") == 0) {
+    call_entry_handler(connection, URI_SLOT_GET, row, holder, nullptr);
+    return;
+  }
+  if (!is_post && !is_delete) return;
+  if (body.size > 0 && !body.valid) {
+    set_response(holder, kParseErrorText, 400);
+    return;
+  }
+  call_entry_handler(connection, is_post ? URI_SLOT_POST : URI_SLOT_DELETE, row, holder, body.json.get());
+}
+
+// The request's whole body (if any) logged and dispatched.
+void dispatch_body(MHD_Connection *connection, const char *method, const char *url, const RequestState &state,
+                   ResponseHolder *holder) {
+  ParsedBody body = parse_body(state.body);
+  log_request_line(method, url, body);
+  dispatch_parsed(connection, method, url, body, holder);
+}
+
+// Keeps a chunk of the body, up to kMaxBodySize in all. Past that the body
+// is dropped and the request is answered 413 at its end.
+void gather(RequestState &state, const char *data, size_t size) {
+  if (state.body_too_large) return;
+  if (size > kMaxBodySize - state.body.size()) {
+    state.body_too_large = true;
+    std::string().swap(state.body);
+    return;
+  }
+  state.body.append(data, size);
 }
 
 }  // namespace
-
 
 void call_entry_handler(MHD_Connection *connection, int slot, const UriEntry *row, ResponseHolder *holder,
                         json_object *json) {
@@ -122,35 +231,8 @@ void call_entry_handler(MHD_Connection *connection, int slot, const UriEntry *ro
 
 void dispatch_request(MHD_Connection *connection, const char *method, const char *url, const char *body,
                       size_t body_size, ResponseHolder *holder) {
-  set_response(holder, nullptr, 404);
-  const UriEntry *row = find_uri_entry(url);
-  if (!row) {
-    agent_log(4, "%s is not supported\n", url ? url : "");
-    set_response(holder, kUnhandledUriText, 404);
-    return;
-  }
-
-  bool is_post = std::strcmp(method, "POST") == 0;
-  bool is_delete = std::strcmp(method, "DELETE") == 0;
-  if (std::strcmp(method, "GET") == 0) {
-    call_entry_handler(connection, URI_SLOT_GET, row, holder, nullptr);
-    return;
-  }
-  if (!is_post && !is_delete) return;
-
-  JsonPtr request;
-  if (body && body_size > 0) {
-    // The upload buffer is not terminated: parse a terminated copy.
-    std::string text(body, body_size);
-    json_tokener_error error = json_tokener_success;
-    request.reset(json_tokener_parse_verbose(text.c_str(), &error));
-    if (error != json_tokener_success) {
-      request.reset();
-      set_response(holder, kParseErrorText, 400);
-      return;
-    }
-  }
-  call_entry_handler(connection, is_post ? URI_SLOT_POST : URI_SLOT_DELETE, row, holder, request.get());
+  // The body need not be terminated: parse a terminated copy.
+  dispatch_parsed(connection, method, url, parse_body(body ? std::string(body, body_size) : std::string()), holder);
 }
 
 MHD_Result access_handler(void *closure, MHD_Connection *connection, const char *url, const char *method,
@@ -161,90 +243,96 @@ MHD_Result access_handler(void *closure, MHD_Connection *connection, const char 
   bool is_delete = std::strcmp(method, "DELETE") == 0;
   if (!is_get && !is_post && !is_delete) return send_text(connection, 406, kIllegalMethodText, nullptr);
 
-  auto *holder = static_cast<ResponseHolder *>(*request_pointer);
-  if (!holder) {
-    holder = static_cast<ResponseHolder *>(std::calloc(1, sizeof(ResponseHolder)));
-    if (!holder) {
+  auto *state = static_cast<RequestState *>(*request_pointer);
+  if (!state) {
+    if (ambiguous_length(connection)) return refuse_ambiguous_length(connection);
+    state = new (std::nothrow) RequestState;
+    if (!state) {
       agent_log(4, "Failed to allocate memory for the response of %s", url);
       return MHD_NO;
     }
-    *request_pointer = holder;
+    *request_pointer = state;
+    return MHD_YES;
+  }
+  ResponseHolder *holder = &state->holder;
+  bool is_login = is_post && std::strcmp(url, kLoginPath) == 0;
+  bool is_admincred = is_post && std::strcmp(url, kAdminCredPath) == 0;
+  bool is_logout = is_post && std::strcmp(url, kLogoutPath) == 0;
+
+  if (*upload_data_size != 0) {
+    // A chunk of the body: kept when a handler will read it, swallowed
+    // otherwise (the body of a GET or a logout, of a refused request). The
+    // request is answered on its final call, once the whole body is in.
+    if (is_login) {
+      gather(*state, upload_data, *upload_data_size);
+    } else if ((is_post || is_delete) && !is_logout) {
+      if (!state->authenticated) state->authenticated = authenticate_request(connection, false);
+      if (*state->authenticated) gather(*state, upload_data, *upload_data_size);
+    }
+    *upload_data_size = 0;
     return MHD_YES;
   }
 
-  bool pending = *upload_data_size != 0;
-  if (is_post && !pending && std::strcmp(url, kAdminCredPath) == 0) return send_holder(connection, holder);
+  // The final call. A device_admincred post is answered without a session
+  // check: with the untouched holder, or with what the dispatch of a body
+  // that came with a valid session left.
+  if (is_admincred) {
+    if (state->body_too_large) return send_text(connection, 413, kBodyTooLargeText, nullptr);
+    if (!state->body.empty()) dispatch_body(connection, method, url, *state, holder);
+    return send_holder(connection, holder);
+  }
 
-  if (is_post && std::strcmp(url, kLoginPath) == 0) {
-    if (pending) {
-      login_handler(connection, upload_data, *upload_data_size, holder);
-      *upload_data_size = 0;
-      return MHD_YES;
-    }
+  if (is_login) {
+    if (state->body_too_large) return send_text(connection, 413, kBodyTooLargeText, nullptr);
+    if (!state->body.empty()) login_handler(connection, state->body.data(), state->body.size(), holder);
     return send_holder(connection, holder);
   }
 
   if (is_get && std::strcmp(url, kSetupPath) == 0) return setup_redirect(connection);
 
-  bool is_logout = is_post && std::strcmp(url, kLogoutPath) == 0;
-  // A logout answers on its final call: libmicrohttpd takes an answer only
-  // once the body is in, so the session is ended then and not on a chunk.
-  if (is_logout && pending) {
-    *upload_data_size = 0;
-    return MHD_YES;
-  }
-
-  if (!authenticate_request(connection, is_logout)) {
-    // The body of a refused request is swallowed; the final call answers.
-    if (pending) {
-      *upload_data_size = 0;
-      return MHD_YES;
-    }
-    return send_text(connection, 307, kBadCredentialsText, "/");
-  }
-
+  // A logout ends its session here, on the final call: libmicrohttpd takes
+  // an answer only once the body is in.
   if (is_logout) {
+    if (!authenticate_request(connection, true)) return send_text(connection, 307, kBadCredentialsText, "/");
     answer_logout(holder);
     return send_holder(connection, holder);
   }
 
-  log_request_line(method, url, pending ? upload_data : nullptr, pending ? *upload_data_size : 0);
+  if (!state->authenticated) state->authenticated = authenticate_request(connection, false);
+  if (!*state->authenticated) return send_text(connection, 307, kBadCredentialsText, "/");
+  if (state->body_too_large) return send_text(connection, 413, kBodyTooLargeText, nullptr);
 
   if (is_post) {
-    if (pending) {
-      dispatch_request(connection, method, url, upload_data, *upload_data_size, holder);
-      *upload_data_size = 0;
-      return MHD_YES;
+    if (state->body.empty()) {
+      log_request_line(method, url, ParsedBody{});
+      return send_text(connection, 400, kEmptyPostText, nullptr);
     }
+    dispatch_body(connection, method, url, *state, holder);
     if (holder->body) return send_holder(connection, holder);
     return send_text(connection, 400, kEmptyPostText, nullptr);
   }
 
   if (is_delete) {
-    if (pending) {
-      dispatch_request(connection, method, url, upload_data, *upload_data_size, holder);
-      *upload_data_size = 0;
-      return MHD_YES;
-    }
+    if (state->body.empty())
+      log_request_line(method, url, ParsedBody{});
+    else
+      dispatch_body(connection, method, url, *state, holder);
     if (!holder->body) dispatch_request(connection, method, url, nullptr, 0, holder);
     return send_holder(connection, holder);
   }
 
   // GET: a body, if one came, is not read.
-  if (pending) {
-    *upload_data_size = 0;
-    return MHD_YES;
-  }
+  log_request_line(method, url, ParsedBody{});
   dispatch_request(connection, method, url, nullptr, 0, holder);
   return send_holder(connection, holder);
 }
 
 void request_completed(void *closure, MHD_Connection *connection, void **request_pointer,
                        MHD_RequestTerminationCode termination_code) {
-  auto *holder = static_cast<ResponseHolder *>(*request_pointer);
-  if (!holder) return;
+  auto *state = static_cast<RequestState *>(*request_pointer);
+  if (!state) return;
   // A body still here was never sent (the connection ended first).
-  std::free(holder->body);
-  std::free(holder);
+  std::free(state->holder.body);
+  delete state;
   *request_pointer = nullptr;
 }

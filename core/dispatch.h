@@ -12,8 +12,12 @@
 // The handler's answer travels in the holder; answers made from the holder
 // carry "Content-Type: application/json".
 //
-// Each body chunk is dispatched on its own: a body must arrive in one chunk
-// of libmicrohttpd's upload buffer to be parsed whole.
+// A request body is gathered across libmicrohttpd's upload chunks and
+// dispatched once, whole, on the final call. Bodies are kept only for
+// requests a handler will read (the login, and POST and DELETE requests that
+// passed the session check; everything else is swallowed unread), and up to
+// kMaxBodySize: a larger body is answered 413 and reaches no handler. The
+// session check is made once per request.
 #pragma once
 
 #include <cstddef>
@@ -31,6 +35,15 @@ inline constexpr const char *kBadCredentialsText = "Bad Credentials or Access Re
 inline constexpr const char *kParseErrorText = "Failed to parse json data.\r\n";
 inline constexpr const char *kEmptyPostText = "Empty data for POST request!\r\n";
 inline constexpr const char *kUnhandledUriText = "Invalid request! (or) Unhandled URI\r\n";
+inline constexpr const char *kBodyTooLargeText = "Request body too large!\r\n";
+// A request whose body length is told twice (Content-Length together with
+// Transfer-Encoding, or two Content-Lengths): 400, connection closed.
+inline constexpr const char *kAmbiguousLengthText = "Ambiguous request body length!\r\n";
+
+// The largest request body the agent reads. The largest documents of the
+// interface (a full ACL, every VLAN with its ports) stay far below it; it
+// bounds what one connection can make the agent hold.
+inline constexpr size_t kMaxBodySize = 1024 * 1024;
 
 // Method slots of a URI table row.
 enum UriSlot { URI_SLOT_GET = 0, URI_SLOT_POST = 1, URI_SLOT_PUT = 2, URI_SLOT_DELETE = 3 };
@@ -43,8 +56,8 @@ MHD_Result access_handler(void *closure, MHD_Connection *connection, const char 
 void request_completed(void *closure, MHD_Connection *connection, void **request_pointer,
                        MHD_RequestTerminationCode termination_code);
 
-// Lookup, body parsing and the handler call for one request (or one chunk
-// of its body). `body` may be null; it need not be NUL-terminated.
+// Lookup, body parsing and the handler call for one request. `body` (the
+// whole body) may be null; it need not be NUL-terminated.
 void dispatch_request(MHD_Connection *connection, const char *method, const char *url, const char *body,
                       size_t body_size, ResponseHolder *holder);
 

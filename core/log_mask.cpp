@@ -4,79 +4,61 @@
 
 #include <array>
 #include <cstring>
+#include <string>
+#include <vector>
+
+#include "support/json_ptr.h"
 
 namespace {
 
-constexpr std::array<const char *, 8> kSecretKeys = {"password", "current", "new",     "confirm",
-                                                     "secret",   "key",     "authKey", "encryKey"};
+constexpr std::array<const char *, 9> kSecretKeys = {"password", "current", "new",      "confirm", "secret",
+                                                     "key",      "authKey", "encryKey", "token"};
 
-bool is_secret_key(std::string_view key) {
-  for (const char *secret : kSecretKeys)
-    if (key.size() == std::strlen(secret) && strncasecmp(key.data(), secret, key.size()) == 0) return true;
-  return false;
-}
-
-// Index just past the closing quote of the string starting at `open`, or
-// npos when the text ends inside it.
-size_t string_end(std::string_view text, size_t open) {
-  for (size_t i = open + 1; i < text.size(); ++i) {
-    if (text[i] == '\\') {
-      ++i;
-    } else if (text[i] == '"') {
-      return i + 1;
-    }
+// Replaces the value of every secret member below `node` by a new text.
+void replace_secrets(json_object *node, const char *replacement) {
+  if (json_object_is_type(node, json_type_array)) {
+    size_t length = json_object_array_length(node);
+    for (size_t i = 0; i < length; ++i) replace_secrets(json_object_array_get_idx(node, i), replacement);
+    return;
   }
-  return std::string_view::npos;
-}
-
-size_t skip_blanks(std::string_view text, size_t i) {
-  while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\r' || text[i] == '\n')) ++i;
-  return i;
+  if (!json_object_is_type(node, json_type_object)) return;
+  // Replacing a member keeps its place; it is done after the walk so the
+  // walk never sees a changed table.
+  std::vector<std::string> secrets;
+  json_object_object_foreach(node, key, value) {
+    if (is_secret_key(key))
+      secrets.emplace_back(key);
+    else
+      replace_secrets(value, replacement);
+  }
+  for (const std::string &name : secrets)
+    json_object_object_add(node, name.c_str(), json_object_new_string(replacement));
 }
 
 }  // namespace
 
-std::string mask_secrets(std::string_view body) {
-  std::string out;
-  out.reserve(body.size());
-  size_t i = 0;
-  while (i < body.size()) {
-    if (body[i] != '"') {
-      out += body[i++];
-      continue;
-    }
-    size_t end = string_end(body, i);
-    if (end == std::string_view::npos) {
-      out.append(body.substr(i));
-      break;
-    }
-    std::string_view token = body.substr(i, end - i);
-    out.append(token);
-    i = end;
+bool is_secret_key(const char *key) {
+  if (!key) return false;
+  for (const char *secret : kSecretKeys)
+    if (strcasecmp(key, secret) == 0) return true;
+  return false;
+}
 
-    // A string followed by ':' is a member name.
-    size_t colon = skip_blanks(body, i);
-    if (colon >= body.size() || body[colon] != ':' || !is_secret_key(token.substr(1, token.size() - 2)))
-      continue;
-    size_t value = skip_blanks(body, colon + 1);
-    out.append(body.substr(i, value - i));
-    i = value;
-    if (value >= body.size()) break;
-    if (body[value] == '"') {
-      size_t value_end = string_end(body, value);
-      if (value_end == std::string_view::npos) {
-        out += "\"****";
-        break;
-      }
-      out += "\"****\"";
-      i = value_end;
-    } else if (body[value] != '{' && body[value] != '[') {
-      // A number or a word: masked up to the next delimiter.
-      size_t value_end = value;
-      while (value_end < body.size() && !std::strchr(",}] \t\r\n", body[value_end])) ++value_end;
-      out += "****";
-      i = value_end;
-    }
-  }
-  return out;
+std::string masked_json_text(json_object *document) {
+  if (!document) return "null";
+  json_object *copy = nullptr;
+  if (json_object_deep_copy(document, &copy, nullptr) != 0) return "(not shown)";
+  JsonPtr owned(copy);
+  replace_secrets(copy, "****");
+  return json_text(copy);
+}
+
+void blank_secret_members(json_object *document) {
+  if (document) replace_secrets(document, "");
+}
+
+std::string token_for_log(const char *token) {
+  if (!token) return "";
+  std::string shown(token, strnlen(token, 4));
+  return shown + "...";
 }

@@ -1,6 +1,7 @@
 // veltrum: the switch's REST management agent. No options, no environment
-// (VELTRUM_ROOT and VELTRUM_LOG_LEVEL are development hooks of the support
-// library); it runs until the select loop fails.
+// (VELTRUM_ROOT, VELTRUM_LOG_LEVEL, VELTRUM_RPC_TIMEOUT_MS and
+// VELTRUM_IDLE_TIMEOUT are development hooks, docs/architecture.md); it runs
+// until the select loop fails.
 #include <pthread.h>
 #include <unistd.h>
 

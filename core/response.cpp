@@ -20,9 +20,10 @@ rest_err_t *g_rest_err = nullptr;
 
 const rest_err_t *rest_err() { return g_rest_err; }
 
-// A body stored earlier is released here: a request whose body arrives in
-// several chunks is dispatched once per chunk, and each answer replaces the
-// last one. The copy is made first, so the text may be the holder's own body.
+// A body stored earlier is released here: the dispatcher resets the holder
+// before the handler answers, and a DELETE whose handler left no answer is
+// dispatched a second time. The copy is made first, so the text may be the
+// holder's own body.
 void set_response(ResponseHolder *holder, const char *text, int status) {
   if (!holder) return;
   char *copy = text ? strdup(text) : nullptr;
@@ -46,6 +47,9 @@ void set_rest_err(int code, json_object *args) {
   }
   g_rest_err->code = code;
   if (args) {
+    // An error detail goes to the client and, with every later failure
+    // envelope, to whoever fails next: it never carries a secret.
+    blank_secret_members(args);
     // The record keeps a reference of its own: the handler releases its
     // envelope (and with it whatever the builder added) after each answer.
     json_object_get(args);
@@ -101,9 +105,8 @@ void uri_response(ResponseHolder *holder, json_object *envelope, json_object *re
   }
   const char *text = json_object_to_json_string_ext(envelope, JSON_C_TO_STRING_NOSLASHESCAPE);
   // Answers that carry tokens (the login resources) are never logged, and
-  // secrets in any other answer (a refused password in the error details,
-  // say) are masked like those of request lines.
-  if (!std::strstr(text, "login") && log_threshold() >= 7) agent_log(7, "%s", mask_secrets(text).c_str());
+  // secrets in any other answer are masked like those of request lines.
+  if (log_threshold() >= 7 && !std::strstr(text, "login")) agent_log(7, "%s", masked_json_text(envelope).c_str());
   set_response(holder, text, 200);
 }
 

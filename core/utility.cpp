@@ -1,5 +1,8 @@
 // Time, text, base64 and digest helpers, small file helpers, command output,
 // the version check and the companion notification.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <openssl/bio.h>
 #include <openssl/buffer.h>
 #include <openssl/evp.h>
@@ -15,6 +18,7 @@
 
 #include "core/validate.h"
 #include "support/device.h"
+#include "support/files.h"
 #include "support/mem.h"
 #include "support/process.h"
 
@@ -150,11 +154,17 @@ long file_size(const char *path) {
   return position < 0 ? 0 : position;
 }
 
+// The new file is the agent's own: readable by its owner only.
 void write_text_file(const char *path, const char *text) {
   if (!path || !text) return;
   std::remove(path);
-  File file(std::fopen(path, "w"));
-  if (!file) return;
+  int fd = open_retry(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  if (fd < 0) return;
+  File file(fdopen(fd, "w"));
+  if (!file) {
+    ::close(fd);
+    return;
+  }
   std::fputs(text, file.get());
 }
 

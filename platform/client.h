@@ -1,6 +1,8 @@
 // A registered client of the platform service, and its registration.
 #pragma once
 
+#include <chrono>
+
 #include "platform/open_types.h"
 
 namespace veltrum::rpc {
@@ -22,3 +24,22 @@ open_error_t openapiClientTearDown(openapiClientHandle_t *clientHandle);
 
 // Where the platform service listens (under the device root).
 #define OPENAPI_SOCKET_PATH "/run/openapi/openapi.sock"
+
+namespace veltrum::rpc {
+
+// How long one platform call may take, connecting and greeting included.
+// Platform calls answer in microseconds; the slowest the agent makes (a
+// save of the configuration to flash) take a second or two on a switch.
+// Five seconds leaves room for those and bounds what a hung service costs.
+// A call that the service does not answer in time returns OPEN_E_RPC, and
+// the handle then fails every call at once until the service answers again.
+inline constexpr std::chrono::milliseconds kDefaultCallTimeout{5000};
+// After a time-out, how often a handle checks whether the service answers
+// again. Between checks its calls fail at once with OPEN_E_RPC.
+inline constexpr std::chrono::milliseconds kRecheckInterval{1000};
+
+// Sets the call time-out of a registered handle (kDefaultCallTimeout until
+// set). Values of 0 or less are ignored.
+void set_call_timeout(openapiClientHandle_t *client, std::chrono::milliseconds timeout);
+
+}  // namespace veltrum::rpc

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build pkg-config ccache git
-  libmicrohttpd-dev libjson-c-dev libssl-dev
+  libmicrohttpd-dev libjson-c-dev libssl-dev libcrypt-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcurl4-openssl-dev
   iputils-ping traceroute curl openssl wrk procps psmisc mawk lighttpd lighttpd-mod-openssl
 )

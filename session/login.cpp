@@ -42,11 +42,17 @@ using CText = std::unique_ptr<char, CFree>;
 
 enum class LoginMember { User, Password };
 
+// A member that can stand for a text: a text, or a number or boolean as
+// json-c writes it. An object, an array or null cannot.
+bool is_scalar(json_object *value) {
+  return value && !json_object_is_type(value, json_type_object) && !json_object_is_type(value, json_type_array);
+}
+
 // A heap copy of a member's text, or null (logged) when the member is no
 // text or memory fails.
 CText copy_member(json_object *value, LoginMember member) {
   bool is_user = member == LoginMember::User;
-  const char *text = json_object_get_string(value);
+  const char *text = is_scalar(value) ? json_object_get_string(value) : nullptr;
   if (!text) {
     agent_log(7, is_user ? "Failed to get username." : "Failed to get password.");
     return nullptr;
@@ -112,8 +118,11 @@ void login_handler(MHD_Connection *connection, const char *body, size_t body_siz
   do {
     if (!body || body_size == 0) break;
 
+    // An empty cookie counts as none: sessions are matched by the stored
+    // cookie being a prefix of the request's, and the empty text is a
+    // prefix of every cookie.
     const char *cookie = MHD_lookup_connection_value(connection, MHD_COOKIE_KIND, "lhttpdsid");
-    if (!cookie) {
+    if (is_str_empty(cookie)) {
       agent_log(4, "Failed to get cookie for login\n");
       break;
     }
@@ -182,6 +191,15 @@ void user_password_change_handler(MHD_Connection *connection, ResponseHolder *re
   do {
     JsonField fields[] = {{"current", nullptr}, {"new", nullptr}, {"confirm", nullptr}};
     if (parse_json_fields("user_password_change", request, fields, 3, false) != 0) break;
+    // A member that is no text (an object, an array, null) fails like a
+    // missing one.
+    const JsonField *unreadable = nullptr;
+    for (const JsonField &f : fields)
+      if (!unreadable && !is_scalar(f.value)) unreadable = &f;
+    if (unreadable) {
+      format_last_error("Parsing error (%s)", unreadable->name);
+      break;
+    }
 
     char current[kPasswordChars + 1] = {};
     char new_password[kPasswordChars + 1] = {};
@@ -224,7 +242,9 @@ void user_password_change_handler(MHD_Connection *connection, ResponseHolder *re
     open_buffdesc new_desc = input_text(new_password);
     result = rpcclt_openapiUserSet(&g_client_handle, &user_desc, &new_desc);
     if (result != OPEN_E_NONE) {
-      json_object_object_add(details.get(), "password", json_object_new_string(new_password));
+      // The client learns which member was refused, never its value: the
+      // detail stays in the error record and goes out with later failures.
+      json_object_object_add(details.get(), "password", json_object_new_string(""));
       code = kErrPasswordSet;
       agent_log(4, "Failed to set New Password and error code:%d", result);
       break;

@@ -10,6 +10,7 @@
 
 #include <microhttpd.h>
 
+#include "core/log_mask.h"
 #include "session/login.h"
 #include "support/agent_config.h"
 #include "support/log.h"
@@ -214,7 +215,7 @@ bool authenticate_request(MHD_Connection *connection, bool is_logout) {
     session = session_find_by_token(token.get(), cookie);
   }
   if (!session) {
-    agent_log(7, "Not find session for token:%s\n", token.get());
+    agent_log(7, "Not find session for token:%s\n", token_for_log(token.get()).c_str());
     return false;
   }
 
@@ -230,7 +231,7 @@ bool authenticate_request(MHD_Connection *connection, bool is_logout) {
     return true;
   }
 
-  agent_log(7, "session for %s:%s expires and got deleted.\n", session->user, token.get());
+  agent_log(7, "session for %s:%s expires and got deleted.\n", session->user, token_for_log(token.get()).c_str());
   SessionLock lock;
   session_delete_by_token(token.get(), cookie);
   return false;

@@ -64,8 +64,7 @@ std::string ps(const std::string &root) {
 }
 
 bool write_program(const std::string &path, const std::string &text) {
-  if (write_file_atomic(path, text) != 0) return false;
-  return chmod(path.c_str(), 0755) == 0;
+  return write_file_atomic(path, text, 0755) == 0;
 }
 
 // The web front end's monitor is a program of the build: a link to it.

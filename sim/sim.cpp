@@ -176,7 +176,8 @@ bool Sim::save_running_config() {
   JsonPtr root(store_.save_json());
   std::string text = json_object_to_json_string_ext(root.get(), JSON_C_TO_STRING_PRETTY | JSON_C_TO_STRING_NOSLASHESCAPE);
   text += "\n";
-  return write_file_atomic(options_.root + SIM_SAVED_CONFIG_PATH, text) == 0;
+  // Readable by its owner only: it holds the users' password hashes.
+  return write_file_atomic(options_.root + SIM_SAVED_CONFIG_PATH, text, 0600) == 0;
 }
 
 void Sim::load_config() {

@@ -34,3 +34,13 @@ std::string device_path(std::string_view absolute) {
   path += absolute;
   return path;
 }
+
+long development_setting(const char *name, long fallback, long min, long max) {
+  if (device_root().empty()) return fallback;
+  const char *text = std::getenv(name);
+  if (text == nullptr || *text == '\0') return fallback;
+  char *end = nullptr;
+  long value = std::strtol(text, &end, 10);
+  if (*end != '\0' || value < min || value > max) return fallback;
+  return value;
+}

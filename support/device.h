@@ -22,3 +22,10 @@ void set_device_root(std::string_view root);
 
 // device_path("/tmp/x") gives "<root>/tmp/x". A relative path is returned as is.
 std::string device_path(std::string_view absolute);
+
+// A development setting: the environment variable `name` as a decimal
+// integer within [min, max]. Read only under a development root (never on a
+// switch, whose root is "/"); `fallback` there, and when the variable is
+// unset or not such a number. Tests use these to shorten the agent's time
+// limits (VELTRUM_RPC_TIMEOUT_MS, VELTRUM_IDLE_TIMEOUT).
+long development_setting(const char *name, long fallback, long min, long max);

@@ -142,16 +142,13 @@ int make_dirs(const std::string &path) {
   return 0;
 }
 
-int write_file_atomic(const std::string &path, std::string_view content) {
+int write_file_atomic(const std::string &path, std::string_view content, mode_t mode) {
   if (path.empty() || path.back() == '/') return -1;
   std::string dir = parent_of(path);
   if (!is_directory(dir.c_str()) && make_dirs(dir) != 0) return -1;
 
-  // Keep the mode of a file being replaced; a new file gets 0644.
-  mode_t mode = 0644;
-  struct stat st;
-  if (::stat(path.c_str(), &st) == 0) mode = st.st_mode & 07777;
-
+  // mkostemp makes the file 0600, so the content is never readable by others
+  // before the mode is set.
   std::string tmp = path + ".tmp-XXXXXX";
   int fd = ::mkostemp(tmp.data(), O_CLOEXEC);
   if (fd < 0) return -1;

@@ -7,6 +7,7 @@
 #include "platform/calls/04_users.h"
 #include "platform/calls/09_cli.h"
 #include "sim/bind.h"
+#include "sim/features/users.h"
 #include "sim/cli/model.h"
 #include "sim/cli/shell.h"
 #include "support/files.h"
@@ -122,9 +123,11 @@ VELTRUM_SIM_PART(cli, kCliPartOrder) {
   });
   sim.implement<users::CallId::rpcclt_openapiUserPasswordGet>(
       [&sim](openapiClientHandle_t *, const open_buffdesc *userName, open_buffdesc *password) {
-        const Record *r = sim.store().table("users").find({buffer_text(userName)});
-        if (!r) return OPEN_E_NOT_FOUND;
-        return fill_text(password, std::get<std::string>(r->at("password")));
+        std::string user = buffer_text(userName);
+        if (!sim.store().table("users").find({user})) return OPEN_E_NOT_FOUND;
+        std::string clear = known_password(sim, user);
+        if (clear.empty()) return OPEN_E_UNAVAIL;
+        return fill_text(password, clear);
       });
 
   // Runs the command as the privileged CLI would and writes what it prints,

@@ -1,6 +1,7 @@
 #include "sim/cli/telnet.h"
 
 #include "platform/calls/04_users.h"
+#include "sim/features/users.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -323,14 +324,7 @@ void TelnetService::take_line(Session &s, const std::string &text, const std::st
     case Stage::Password: {
       record(s.id, "password ********");
       // -1 refused, else the access level.
-      int64_t level = sim_.locked([&]() -> int64_t {
-        const Store &store = sim_.store();
-        const Record *user = store.table("users").find({s.user});
-        if (!user || std::get<std::string>(user->at("password")) != text) return -1;
-        const Record *status = store.table("user_status").find({s.user});
-        if (status && status->count("locked") && std::get<int64_t>(status->at("locked"))) return -1;
-        return std::get<int64_t>(user->at("level"));
-      });
+      int64_t level = sim_.locked([&]() -> int64_t { return check_login(sim_, s.user, text); });
       if (level < 0) {
         record(s.id, "login refused");
         if (++s.failures >= kLoginAttempts) {

@@ -169,6 +169,9 @@ TEST(Files, SizeAndReplacement) {
   write_text_file(path.c_str(), "0123456789");
   EXPECT_EQ(read_file(path), "0123456789");
   EXPECT_EQ(file_size(path.c_str()), 10);
+  struct stat st {};
+  ASSERT_EQ(stat(path.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0600u);  // the agent's own file
 
   // The old file goes: a shorter text leaves nothing of it behind, and a
   // file that could not be written to is replaced as well.

@@ -43,6 +43,23 @@ TEST_F(DaiTest, GlobalModesAreCheckedBeforeAnyPlatformCall) {
   EXPECT_EQ(saves(), 1u);  // a read saves nothing
 }
 
+// A text that is not a whole number, a fraction or an object is no number:
+// the check fails and nothing is set. Numeric texts and booleans still read
+// as numbers, for the clients that send them.
+TEST_F(DaiTest, MembersThatAreNoNumbersChangeNothing) {
+  for (const char *odd : {R"("abc")", "1.5", "{}", "[1]", "null", R"("1x")"}) {
+    HttpResponse r = post("dai_global_cfg", std::string(R"({"dai_global_cfg":{"smac":)") + odd + R"(,"dmac":0,"ip":0}})");
+    EXPECT_EQ(resp_code(r), -1) << odd;
+    EXPECT_TRUE(calls("Set").empty()) << odd;
+  }
+  EXPECT_EQ(post("dai_global_cfg", R"({"dai_global_cfg":{"smac":"1","dmac":true,"ip":0}})").body, kSuccess);
+  EXPECT_EQ(get("dai_global_cfg").body, R"({"resp":{"status":"success","respCode":0,"respMsg":"Operation success"},)"
+                                        R"("dai_global_cfg":{"smac":1,"dmac":1,"ip":0}})");
+  HttpResponse r = post("dai_intf_cfg", R"({"dai_intf_cfg":[{"port":1,"trust":0,"rate":"abc","burst":1}]})");
+  EXPECT_EQ(r.body, R"({"resp":{"status":"failure","respCode":-1,"errCode":9,)"
+                    R"("errMsgArgs":{"value":"abc","params":"Rate Limit","min":0,"max":300}}})");
+}
+
 TEST_F(DaiTest, GlobalSetStopsAtTheFirstPlatformFailure) {
   harness().sim().fail("rpcclt_openapiDaiDestMacValidateModeSet", 1, -28);
   HttpResponse r = post("dai_global_cfg", R"({"dai_global_cfg":{"smac":1,"dmac":1,"ip":1}})");

@@ -127,6 +127,9 @@ class AgentHarness {
     // (the agent configuration, e.g. R"({"maxSes": 2})"); empty: none.
     std::string agent_config;
     std::vector<std::string> sim_args;  // extra simulator options
+    // Extra environment of the agent ("NAME=value"), e.g. the development
+    // settings VELTRUM_RPC_TIMEOUT_MS and VELTRUM_IDLE_TIMEOUT.
+    std::vector<std::string> agent_env;
   };
 
   AgentHarness();
@@ -141,6 +144,7 @@ class AgentHarness {
   void start_sim();
   void stop_sim(int signal_number = SIGTERM);  // and waits for it
   bool sim_running();
+  pid_t sim_pid() const { return sim_pid_; }
 
   // Agent process. start_agent(true) waits until 127.0.0.1:8445 accepts
   // connections (and fails the test if the agent exits first). Unless told

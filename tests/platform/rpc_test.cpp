@@ -1,12 +1,20 @@
 // The RPC channel: every parameter kind crosses it intact, buffers are
-// bounded by the caller's size, and a service that goes away makes calls
-// fail with OPEN_E_RPC instead of crashing or hanging.
+// bounded by the caller's size, and a service that goes away or hangs makes
+// calls fail with OPEN_E_RPC instead of crashing or hanging: a hung service
+// costs one call time-out, then calls fail without reaching it until it
+// answers a connectivity check again.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <condition_variable>
+#include <cstring>
 #include <filesystem>
 #include <map>
+#include <mutex>
 #include <thread>
 
 #include "core/platform_client.h"
@@ -206,6 +214,104 @@ TEST_F(RpcTest, ConcurrentCallersOnOneHandle) {
     });
   for (auto &th : threads) th.join();
   EXPECT_EQ(wrong, 0);
+}
+
+// A listener that takes connections into its queue and never answers: a
+// hung service, as far as a client can tell.
+class SilentListener {
+ public:
+  explicit SilentListener(const std::string &path) {
+    fd_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
+    ::unlink(path.c_str());
+    ok_ = fd_ >= 0 && ::bind(fd_, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0 && ::listen(fd_, 64) == 0;
+    path_ = path;
+  }
+  ~SilentListener() {
+    ::close(fd_);
+    ::unlink(path_.c_str());
+  }
+  bool ok() const { return ok_; }
+  // How many connections were made to it so far.
+  int connections() {
+    int n = 0;
+    for (int c; (c = ::accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0; ++n) ::close(c);
+    return n;
+  }
+
+ private:
+  int fd_ = -1;
+  bool ok_ = false;
+  std::string path_;
+};
+
+bool answers_within(openapiClientHandle_t *client, std::chrono::seconds limit) {
+  auto deadline = std::chrono::steady_clock::now() + limit;
+  while (rpcclt_openapiConnectivityCheck(client) != OPEN_E_NONE) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return true;
+}
+
+TEST_F(RpcTest, ASilentServiceCostsOneTimeoutThenCallsFailWithoutConnecting) {
+  server_->stop();
+  {
+    SilentListener silent(device_path(OPENAPI_SOCKET_PATH));
+    ASSERT_TRUE(silent.ok());
+    veltrum::rpc::set_call_timeout(&client_, std::chrono::milliseconds(200));
+    // The greeting of a new connection is not answered: the call ends.
+    EXPECT_EQ(rpcclt_openapiConnectivityCheck(&client_), OPEN_E_RPC);
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(rpcclt_openapiSaveConfig(&client_), OPEN_E_RPC);
+    // The failed call's connection and one connectivity check, no more.
+    EXPECT_EQ(silent.connections(), 2);
+  }
+
+  // The service answers again: within a check or two the handle works.
+  server_ = std::make_unique<veltrum::rpc::Server>(device_path(OPENAPI_SOCKET_PATH), service_);
+  service_.on<sys::CallId::rpcclt_openapiConnectivityCheck>([](openapiClientHandle_t *) { return OPEN_E_NONE; });
+  ASSERT_TRUE(server_->start());
+  EXPECT_TRUE(answers_within(&client_, std::chrono::seconds(5)));
+}
+
+TEST_F(RpcTest, AServiceHungInACallIsWaitedForOnce) {
+  std::mutex mu;
+  std::condition_variable released;
+  bool hung = true;
+  std::atomic<int> next_calls{0};
+  std::atomic<int> checks{0};
+  auto wait_while_hung = [&] {
+    std::unique_lock<std::mutex> lock(mu);
+    released.wait(lock, [&] { return !hung; });
+  };
+  service_.on<interfaces::CallId::openapiIfNextGet>([&](openapiClientHandle_t *, OPEN_INTF_TYPE_t, uint32_t ifNum, uint32_t *next) {
+    ++next_calls;
+    wait_while_hung();
+    *next = ifNum + 1;
+    return OPEN_E_NONE;
+  });
+  service_.on<sys::CallId::rpcclt_openapiConnectivityCheck>([&](openapiClientHandle_t *) {
+    ++checks;
+    wait_while_hung();
+    return OPEN_E_NONE;
+  });
+  veltrum::rpc::set_call_timeout(&client_, std::chrono::milliseconds(200));
+  uint32_t next = 0;
+  EXPECT_EQ(openapiIfNextGet(&client_, OPEN_INTF_TYPE_PHY, 1, &next), OPEN_E_RPC);
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(openapiIfNextGet(&client_, OPEN_INTF_TYPE_PHY, 1, &next), OPEN_E_RPC);
+  EXPECT_EQ(next_calls, 1);  // the others never left the client
+  EXPECT_LE(checks, 1);
+
+  {
+    std::lock_guard<std::mutex> lock(mu);
+    hung = false;
+  }
+  released.notify_all();
+  EXPECT_TRUE(answers_within(&client_, std::chrono::seconds(5)));
+  EXPECT_EQ(openapiIfNextGet(&client_, OPEN_INTF_TYPE_PHY, 1, &next), OPEN_E_NONE);
+  EXPECT_EQ(next, 2u);
 }
 
 TEST(RpcRegister, RefusesMissingArguments) {

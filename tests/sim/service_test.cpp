@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <thread>
 
 #include "core/platform_client.h"
@@ -243,6 +244,46 @@ TEST(SimUsers, DefaultPasswordLockoutAndChange) {
   EXPECT_EQ(rpcclt_openapiUserLockoutStatusGet(sim.client(), &admin, &status), OPEN_E_NONE);
   EXPECT_EQ(status, OPEN_USER_LOCKOUT_LOCKED);
   EXPECT_NE(login("admin", "n3w-Secret", &def), OPEN_E_NONE);  // locked: even the right password
+}
+
+TEST(SimUsers, PasswordsAreKeptAsSaltedHashesInAFileOnlyItsOwnerReads) {
+  InProcessSim sim;
+  open_buffdesc admin = text("admin");
+  open_buffdesc guest = text("guest");
+  open_buffdesc secret = text("n3w-Secret");
+  ASSERT_EQ(rpcclt_openapiUserSet(sim.client(), &admin, &secret), OPEN_E_NONE);
+  ASSERT_EQ(rpcclt_openapiUserSet(sim.client(), &guest, &secret), OPEN_E_NONE);
+  ASSERT_EQ(rpcclt_openapiSaveConfig(sim.client()), OPEN_E_NONE);
+
+  std::string path = sim.root() + "/mnt/fastpath/startup-config.json";
+  std::ifstream in(path);
+  std::string saved((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_EQ(saved.find("n3w-Secret"), std::string::npos) << saved;
+  EXPECT_EQ(std::filesystem::status(path).permissions() & std::filesystem::perms::all,
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  // Salted: the same password gives two different hashes.
+  std::string users = sim.get("users");
+  size_t first = users.find("\"$6$");
+  ASSERT_NE(first, std::string::npos) << users;
+  size_t second = users.find("\"$6$", first + 1);
+  ASSERT_NE(second, std::string::npos) << users;
+  EXPECT_NE(users.substr(first, 40), users.substr(second, 40));
+
+  // The hashes check the passwords after a restart of the configuration.
+  ASSERT_EQ(simctlReload(sim.client()), OPEN_E_NONE);
+  EXPECT_EQ(rpcclt_openapiValidateUserPassword(sim.client(), &admin, &secret), OPEN_E_NONE);
+  open_buffdesc wrong = text("n3w-secret");
+  EXPECT_EQ(rpcclt_openapiValidateUserPassword(sim.client(), &admin, &wrong), OPEN_E_FAIL);
+
+  // A row of an older saved configuration, password in clear, is hashed the
+  // first time it checks out.
+  ASSERT_EQ(sim.set("users", R"({"key":["old"],"record":{"password":"plain-Pass1","level":1,"default":0}})"),
+            OPEN_E_NONE);
+  open_buffdesc old_user = text("old");
+  open_buffdesc old_password = text("plain-Pass1");
+  EXPECT_EQ(rpcclt_openapiValidateUserPassword(sim.client(), &old_user, &old_password), OPEN_E_NONE);
+  EXPECT_EQ(sim.get("users").find("plain-Pass1"), std::string::npos) << sim.get("users");
+  EXPECT_EQ(rpcclt_openapiValidateUserPassword(sim.client(), &old_user, &old_password), OPEN_E_NONE);
 }
 
 }  // namespace

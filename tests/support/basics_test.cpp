@@ -84,6 +84,16 @@ TEST(WriteFileAtomic, CreatesParentsAndReplacesContentWithoutLeftovers) {
   std::free(loaded);
 
   EXPECT_EQ(entries_of(parent), std::set<std::string>{"state.json"});
+  // Only the owner may read what the system keeps for itself, also when the
+  // file it replaces was readable by others.
+  struct stat st {};
+  ASSERT_EQ(::chmod(target.c_str(), 0644), 0);
+  ASSERT_EQ(write_file_atomic(target, "again"), 0);
+  ASSERT_EQ(::stat(target.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0600u);
+  ASSERT_EQ(write_file_atomic(target, "#!/bin/sh\n", 0755), 0);
+  ASSERT_EQ(::stat(target.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0755u);
   EXPECT_EQ(exists(target.c_str()), 1);
   EXPECT_EQ(exists((parent + "/missing").c_str()), 0);
   EXPECT_EQ(load_file((parent + "/missing").c_str()), nullptr);
