@@ -92,8 +92,8 @@
   ROW(dhcpl2relay_stats,             PENDING,                      NONE,                         NONE,                         1) \
   ROW(dhcpl2relay_vlan,              PENDING,                      PENDING,                      NONE,                         1) \
   ROW(dhcpl2relay_intf,              PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(tacacs_global_cfg,             PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(tacacs_server_cfg,             PENDING,                      PENDING,                      PENDING,                      1) \
+  ROW(tacacs_global_cfg,             tacacs_global_cfg_get,        tacacs_global_cfg_post,       NONE,                         1) \
+  ROW(tacacs_server_cfg,             tacacs_server_cfg_get,        tacacs_server_cfg_post,       tacacs_server_cfg_delete,     1) \
   ROW(acal_rule_cfg,                 PENDING,                      PENDING,                      PENDING,                      1) \
   ROW(protocol_access_control,       PENDING,                      PENDING,                      NONE,                         1) \
   ROW(macfilter_config,              macfilter_config_get,         macfilter_config_post,        macfilter_config_delete,      1) \
@@ -101,13 +101,13 @@
   ROW(stormcontrol_global_cfg,       stormcontrol_global_cfg_get,  stormcontrol_global_cfg_post, NONE,                         1) \
   ROW(stormcontrol_intf_cfg,         stormcontrol_intf_cfg_get,    stormcontrol_intf_cfg_post,   NONE,                         1) \
   ROW(dot1x_auth_list,               PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(http_https_auth_list,          PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(radius_server_cfg,             PENDING,                      PENDING,                      PENDING,                      1) \
-  ROW(radius_server_stats,           PENDING,                      NONE,                         NONE,                         1) \
-  ROW(radius_global_cfg,             PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(radius_accounting_cfg,         PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(radius_accounting_stats_clear, NONE,                         PENDING,                      NONE,                         1) \
-  ROW(radius_accounting_stats,       PENDING,                      NONE,                         NONE,                         1) \
+  ROW(http_https_auth_list,          http_https_auth_list_get,     http_https_auth_list_post,    NONE,                         1) \
+  ROW(radius_server_cfg,             radius_server_cfg_get,        radius_server_cfg_post,       radius_server_cfg_delete,     1) \
+  ROW(radius_server_stats,           radius_server_stats_get,      NONE,                         NONE,                         1) \
+  ROW(radius_global_cfg,             radius_global_cfg_get,        radius_global_cfg_post,       NONE,                         1) \
+  ROW(radius_accounting_cfg,         radius_accounting_cfg_get,    radius_accounting_cfg_post,   NONE,                         1) \
+  ROW(radius_accounting_stats_clear, NONE,                         radius_accounting_stats_clear_post, NONE,                         1) \
+  ROW(radius_accounting_stats,       radius_accounting_stats_get,  NONE,                         NONE,                         1) \
   ROW(loop_protection_clear,         NONE,                         loop_protection_clear_post,   NONE,                         1) \
   ROW(loopprotection_global_cfg,     loopprotection_global_cfg_get, loopprotection_global_cfg_post, NONE,                         1) \
   ROW(loop_protection_cfg,           loop_protection_cfg_get,      loop_protection_cfg_post,     NONE,                         1) \
