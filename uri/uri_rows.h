@@ -81,17 +81,17 @@
   ROW(acl_binding,                   PENDING,                      PENDING,                      NONE,                         1) \
   ROW(acl_intf_binding,              PENDING,                      NONE,                         PENDING,                      1) \
   ROW(acl_vlan_binding,              PENDING,                      PENDING,                      PENDING,                      1) \
-  ROW(dhcpsnp_global_cfg,            PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dhcpsnpg_binding_static,       PENDING,                      PENDING,                      PENDING,                      1) \
-  ROW(dhcpsnpg_binding_dynamic,      PENDING,                      NONE,                         NONE,                         1) \
-  ROW(dhcp_snpg_stats,               PENDING,                      NONE,                         NONE,                         1) \
-  ROW(dhcpsnp_intf_cfg,              PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dhcpsnp_vlan,                  PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dhcpsnp_persistent_cfg,        PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dhcpl2relay_global_cfg,        PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dhcpl2relay_stats,             PENDING,                      NONE,                         NONE,                         1) \
-  ROW(dhcpl2relay_vlan,              PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dhcpl2relay_intf,              PENDING,                      PENDING,                      NONE,                         1) \
+  ROW(dhcpsnp_global_cfg,            dhcpsnp_global_cfg_get,       dhcpsnp_global_cfg_post,      NONE,                         1) \
+  ROW(dhcpsnpg_binding_static,       dhcpsnpg_binding_static_get,  dhcpsnpg_binding_static_post, dhcpsnpg_binding_static_delete, 1) \
+  ROW(dhcpsnpg_binding_dynamic,      dhcpsnpg_binding_dynamic_get, NONE,                         NONE,                         1) \
+  ROW(dhcp_snpg_stats,               dhcp_snpg_stats_get,          NONE,                         NONE,                         1) \
+  ROW(dhcpsnp_intf_cfg,              dhcpsnp_intf_cfg_get,         dhcpsnp_intf_cfg_post,        NONE,                         1) \
+  ROW(dhcpsnp_vlan,                  dhcpsnp_vlan_get,             dhcpsnp_vlan_post,            NONE,                         1) \
+  ROW(dhcpsnp_persistent_cfg,        dhcpsnp_persistent_cfg_get,   dhcpsnp_persistent_cfg_post,  NONE,                         1) \
+  ROW(dhcpl2relay_global_cfg,        dhcpl2relay_global_cfg_get,   dhcpl2relay_global_cfg_post,  NONE,                         1) \
+  ROW(dhcpl2relay_stats,             dhcpl2relay_stats_get,        NONE,                         NONE,                         1) \
+  ROW(dhcpl2relay_vlan,              dhcpl2relay_vlan_get,         dhcpl2relay_vlan_post,        NONE,                         1) \
+  ROW(dhcpl2relay_intf,              dhcpl2relay_intf_get,         dhcpl2relay_intf_post,        NONE,                         1) \
   ROW(tacacs_global_cfg,             tacacs_global_cfg_get,        tacacs_global_cfg_post,       NONE,                         1) \
   ROW(tacacs_server_cfg,             tacacs_server_cfg_get,        tacacs_server_cfg_post,       tacacs_server_cfg_delete,     1) \
   ROW(acal_rule_cfg,                 PENDING,                      PENDING,                      PENDING,                      1) \
