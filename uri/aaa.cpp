@@ -74,8 +74,7 @@ const Field kAuthServerFields[] = {
      get<&rpcclt_openapiRadiusAuthServerTypeGet, Txt<0>, Val>, set<&rpcclt_openapiRadiusAuthServerTypeSet, Txt<0>, Val>,
      "Failed to get the type of the RADIUS server and error code:%d",
      "Failed to set the type of the RADIUS server and error code : %d"},
-    {"msgAuth", flag("Invalid Radius Mode %d"),
-     get<&rpcclt_openapiRadiusHostNameServerIncMsgAuthModeGet, Txt<0>, Val>,
+    {"msgAuth", flag("Invalid Radius Mode %d"), get<&rpcclt_openapiRadiusHostNameServerIncMsgAuthModeGet, Txt<0>, Val>,
      set<&rpcclt_openapiRadiusHostNameServerIncMsgAuthModeSet, Txt<0>, Val>,
      "Failed to get the message authenticator mode and error code:%d",
      "Failed to set the message authenticator mode and error code : %d"},
@@ -212,21 +211,20 @@ constexpr LimitsFn kTacacsKeyLimits = platform_limits<&rpcclt_openapiTacacsKeyMa
 
 // The global key may be left out (it stays); "" removes it.
 const Field kTacacsGlobalFields[] = {
-    {"key", secret_length(0, 0, "tacacs server address length can not be longer than %d.\n", kTacacsKeyLimits),
-     nullptr, platform_set<&rpcclt_openapiTacacsServerGlobalKeySet>, nullptr,
+    {"key", secret_length(0, 0, "tacacs server address length can not be longer than %d.\n", kTacacsKeyLimits), nullptr,
+     platform_set<&rpcclt_openapiTacacsServerGlobalKeySet>, nullptr,
      "Failed to set the TACACS+ key and error code : %d", SetLog::Rc, kPost | kOptional},
     {"timeout", range(1, 30, "Connection Timeout", "Invalid timeout value configured :%d\n"),
-     platform_get<&rpcclt_openapiTacacsServerGlobalTimeoutGet>, platform_set<&rpcclt_openapiTacacsServerGlobalTimeoutSet>,
-     "Failed to get the TACACS+ timeout and error code:%d", "Failed to set the TACACS+ timeout %d and error code : %d",
-     SetLog::ValueRc},
+     platform_get<&rpcclt_openapiTacacsServerGlobalTimeoutGet>,
+     platform_set<&rpcclt_openapiTacacsServerGlobalTimeoutSet>, "Failed to get the TACACS+ timeout and error code:%d",
+     "Failed to set the TACACS+ timeout %d and error code : %d", SetLog::ValueRc},
 };
 const Resource kTacacsGlobal{.name = "tacacs_global_cfg", .walk = scalar(), .fields = kTacacsGlobalFields};
 
 // ---------------------------------------------------------------- tacacs_server_cfg
 
-constexpr Cursor kTacacsWalk =
-    cursor2<cursor<&rpcclt_openapiTacacsServerFirstGet, NextTxt<0, kTacacsHostText>>,
-            cursor<&rpcclt_openapiTacacsServerNextGet, Txt<0>, NextTxt<0, kTacacsHostText>>>;
+constexpr Cursor kTacacsWalk = cursor2<cursor<&rpcclt_openapiTacacsServerFirstGet, NextTxt<0, kTacacsHostText>>,
+                                       cursor<&rpcclt_openapiTacacsServerNextGet, Txt<0>, NextTxt<0, kTacacsHostText>>>;
 
 // A POST of a server that exists changes it.
 int add_tacacs_server(const Element &e) {
@@ -280,10 +278,11 @@ const Resource kTacacsServers{.name = "tacacs_server_cfg",
 // "httpList" and HTTPS sessions with "httpsList"; a POST sets the four
 // orders of the HTTP and of the HTTPS list it names, to the same methods.
 constexpr const char kHttpList[] = "httpList";
-constexpr int64_t kFirstMethods[] = {OPEN_AUTH_LIST_METHOD_LOCAL, OPEN_AUTH_LIST_METHOD_NONE, OPEN_AUTH_LIST_METHOD_RADIUS,
-                                     OPEN_AUTH_LIST_METHOD_TACACS};
-constexpr int64_t kLaterMethods[] = {OPEN_AUTH_LIST_METHOD_UNDEFINED, OPEN_AUTH_LIST_METHOD_LOCAL, OPEN_AUTH_LIST_METHOD_NONE,
+constexpr int64_t kFirstMethods[] = {OPEN_AUTH_LIST_METHOD_LOCAL, OPEN_AUTH_LIST_METHOD_NONE,
                                      OPEN_AUTH_LIST_METHOD_RADIUS, OPEN_AUTH_LIST_METHOD_TACACS};
+constexpr int64_t kLaterMethods[] = {OPEN_AUTH_LIST_METHOD_UNDEFINED, OPEN_AUTH_LIST_METHOD_LOCAL,
+                                     OPEN_AUTH_LIST_METHOD_NONE, OPEN_AUTH_LIST_METHOD_RADIUS,
+                                     OPEN_AUTH_LIST_METHOD_TACACS};
 
 int http_list_name(const Element &, json_object **out) {
   *out = json_object_new_string(kHttpList);

@@ -45,9 +45,9 @@ const Field kIntfFields[] = {
     {"rate", range(0, 300, "Rate Limit", "Invalid  rate %d"), platform_get<&rpcclt_openapiDsIntfRateLimitGet>,
      platform_set<&rpcclt_openapiDsIntfRateLimitSet>, "Failed to get the DHCP snooping rate limit : %d",
      "Failed to set DHCP Snooping rate limit:%d"},
-    {"burst", range(1, 15, "Burst Interval", "Invalid  Interval %d"), platform_get<&rpcclt_openapiDsIntfBurstIntervalGet>,
-     platform_set<&rpcclt_openapiDsIntfBurstIntervalSet>, "Failed to get the DHCP snooping burst interval : %d",
-     "Failed to set DHCP Snooping burst interval:%d"},
+    {"burst", range(1, 15, "Burst Interval", "Invalid  Interval %d"),
+     platform_get<&rpcclt_openapiDsIntfBurstIntervalGet>, platform_set<&rpcclt_openapiDsIntfBurstIntervalSet>,
+     "Failed to get the DHCP snooping burst interval : %d", "Failed to set DHCP Snooping burst interval:%d"},
 };
 const Resource kIntf{.name = "dhcpsnp_intf_cfg", .walk = ports(), .fields = kIntfFields, .aggregate = kIntfAggregate};
 
@@ -68,7 +68,8 @@ int vlan_snooping(const Element &e, json_object **out) {
 const Field kVlanFields[] = {
     {"vlan", vlan_check("Validation failed for vlan %d.\n")},
     {"state", flag("Invalid DHCP Vlan Admin Mode %d"), vlan_snooping,
-     set<&rpcclt_openapiDsVlanConfigSet, Idx<0>, Idx<0>, Val>, "Failed to get the DHCP snooping VLANs and error code:%d",
+     set<&rpcclt_openapiDsVlanConfigSet, Idx<0>, Idx<0>, Val>,
+     "Failed to get the DHCP snooping VLANs and error code:%d",
      "Failed to set the DHCP snooping mode of vlan %d and error code : %d", SetLog::IndexRc},
 };
 const Resource kVlan{.name = "dhcpsnp_vlan",

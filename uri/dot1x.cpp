@@ -93,24 +93,26 @@ const Field kPortAuthFields[] = {
     {"mab", flag("Invalid MAB mode: %d"), platform_get<&rpcclt_openapiMabPortMabEnabledGet>,
      platform_set<&rpcclt_openapiMabPortMabEnabledSet>, "Failed to get the MAB mode and error code:%d",
      "Failed to set the MAB mode of port %d and error code : %d", SetLog::IndexRc},
-    {"mabAuthType", range(OPEN_MAB_AUTH_TYPE_DEFAULT, OPEN_MAB_AUTH_TYPE_CHAP, "MAB Auth Type", "Invalid MAB Auth Type: %d"),
+    {"mabAuthType",
+     range(OPEN_MAB_AUTH_TYPE_DEFAULT, OPEN_MAB_AUTH_TYPE_CHAP, "MAB Auth Type", "Invalid MAB Auth Type: %d"),
      platform_get<&rpcclt_openapiMabPortMABAuthTypeGet>, platform_set<&rpcclt_openapiMabPortMABAuthTypeSet>,
      "Failed to get the MAB authentication type and error code:%d",
      "Failed to set the MAB authentication type of port %d and error code : %d", SetLog::IndexRc},
     {"guestPeriod", range(1, 300, "Guest VLAN Period", "Invalid Guest Period: %d"),
-     platform_get<&rpcclt_openapiAuthMgrPortGuestVlanPeriodGet>, platform_set<&rpcclt_openapiAuthMgrPortGuestVlanPeriodSet>,
+     platform_get<&rpcclt_openapiAuthMgrPortGuestVlanPeriodGet>,
+     platform_set<&rpcclt_openapiAuthMgrPortGuestVlanPeriodSet>,
      "Failed to get the guest VLAN period and error code:%d",
      "Failed to set the guest VLAN period of port %d and error code : %d", SetLog::IndexRc},
     {"unauthVid", custom_check(check_unauth_vlan, true), platform_get<&rpcclt_openapiAuthMgrPortUnauthenticatedVlanGet>,
      platform_set<&rpcclt_openapiAuthMgrPortUnauthenticatedVlanSet>,
      "Failed to get the unauthenticated VLAN and error code:%d",
      "Failed to set the unauthenticated VLAN of port %d and error code : %d", SetLog::IndexRc},
-    {"reauth", flag("Invalid Periodic Reauthentication: %d"), platform_get<&rpcclt_openapiAuthMgrAuthenticationPeriodicGet>,
+    {"reauth", flag("Invalid Periodic Reauthentication: %d"),
+     platform_get<&rpcclt_openapiAuthMgrAuthenticationPeriodicGet>,
      platform_set<&rpcclt_openapiAuthMgrAuthenticationPeriodicSet>,
      "Failed to get the periodic reauthentication and error code:%d",
      "Failed to set the periodic reauthentication of port %d and error code : %d", SetLog::IndexRc},
-    {"reauthPeriod",
-     range(1, 65535, "AgReauthentication Periode Time", "Invalid Reauthentication Period: %d"),
+    {"reauthPeriod", range(1, 65535, "AgReauthentication Periode Time", "Invalid Reauthentication Period: %d"),
      platform_get<&rpcclt_openapiAuthMgrAuthenticationReAuthPeriodGet>,
      platform_set<&rpcclt_openapiAuthMgrAuthenticationReAuthPeriodSet>,
      "Failed to get the reauthentication period and error code:%d",
@@ -205,10 +207,12 @@ constexpr size_t kMacText = OPEN_MAC_TEXT_SIZE;  // the text and its NUL
 
 const Field kClientFields[] = {
     {"port", any_number(), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"user", no_check(), get<&rpcclt_openapiAuthMgrLogicalPortUserNameGet, Idx<1>, ValText<OPEN_AUTHMGR_USER_NAME_MAX + 1>>,
-     nullptr, "Failed to get the user name of the client and error code:%d"},
-    {"filter", no_check(), get<&rpcclt_openapiAuthMgrLogicalPortFilterIdGet, Idx<1>, ValText<OPEN_AUTHMGR_FILTER_ID_MAX + 1>>,
-     nullptr, "Failed to get the filter of the client and error code:%d"},
+    {"user", no_check(),
+     get<&rpcclt_openapiAuthMgrLogicalPortUserNameGet, Idx<1>, ValText<OPEN_AUTHMGR_USER_NAME_MAX + 1>>, nullptr,
+     "Failed to get the user name of the client and error code:%d"},
+    {"filter", no_check(),
+     get<&rpcclt_openapiAuthMgrLogicalPortFilterIdGet, Idx<1>, ValText<OPEN_AUTHMGR_FILTER_ID_MAX + 1>>, nullptr,
+     "Failed to get the filter of the client and error code:%d"},
     {"assign", no_check(), get<&rpcclt_openapiAuthMgrLogicalPortVlanAssignmentGet, Idx<1>, Val>, nullptr,
      "Failed to get the VLAN of the client and error code:%d"},
     {"timeout", no_check(), get<&rpcclt_openapiAuthMgrLogicalPortSessionTimeoutGet, Idx<1>, Val>, nullptr,
@@ -268,8 +272,8 @@ const Resource kEapolStats{.name = "dot1x_eapol_stats",
 // The switch authenticates 802.1X clients with the methods of its list
 // "dot1xList"; a POST sets the first method of the list it names.
 constexpr const char kDot1xList[] = "dot1xList";
-constexpr int64_t kDot1xMethods[] = {OPEN_AUTH_LIST_METHOD_LOCAL, OPEN_AUTH_LIST_METHOD_NONE, OPEN_AUTH_LIST_METHOD_RADIUS,
-                                     OPEN_AUTH_LIST_METHOD_IAS};
+constexpr int64_t kDot1xMethods[] = {OPEN_AUTH_LIST_METHOD_LOCAL, OPEN_AUTH_LIST_METHOD_NONE,
+                                     OPEN_AUTH_LIST_METHOD_RADIUS, OPEN_AUTH_LIST_METHOD_IAS};
 
 int dot1x_list_name(const Element &, json_object **out) {
   *out = json_object_new_string(kDot1xList);

@@ -168,13 +168,14 @@ open_error_t set_secret(Record *server, const open_buffdesc *secret, const char 
 // A counter of a configured server: 0 until the statistics record one.
 template <auto Id>
 void server_counter(Sim &sim, const char *servers, const char *stats, const char *member) {
-  sim.implement<Id>([&sim, servers, stats, member](openapiClientHandle_t *, const open_buffdesc *host, uint32_t *value) {
-    if (!server(sim, servers, host)) return OPEN_E_NOT_FOUND;
-    if (!value) return OPEN_E_PARAM;
-    const Record *r = sim.store().table(stats).find({buffer_text(host)});
-    *value = r ? static_cast<uint32_t>(record_integer(*r, member)) : 0;
-    return OPEN_E_NONE;
-  });
+  sim.implement<Id>(
+      [&sim, servers, stats, member](openapiClientHandle_t *, const open_buffdesc *host, uint32_t *value) {
+        if (!server(sim, servers, host)) return OPEN_E_NOT_FOUND;
+        if (!value) return OPEN_E_PARAM;
+        const Record *r = sim.store().table(stats).find({buffer_text(host)});
+        *value = r ? static_cast<uint32_t>(record_integer(*r, member)) : 0;
+        return OPEN_E_NONE;
+      });
 }
 
 // The methods a list of each type may hold (UNDEFINED ends a list after its
@@ -223,14 +224,10 @@ VELTRUM_SIM_PART(aaa, kFamily) {
 
   // ---- RADIUS authentication servers
 
-  server_walk<CallId::rpcclt_openapiRadiusServerFirstIPHostNameGet, CallId::rpcclt_openapiRadiusServerNextIPHostNameGet>(
-      sim, "radius_auth_servers");
+  server_walk<CallId::rpcclt_openapiRadiusServerFirstIPHostNameGet,
+              CallId::rpcclt_openapiRadiusServerNextIPHostNameGet>(sim, "radius_auth_servers");
   server_name_get<CallId::rpcclt_openapiRadiusServerHostNameGet>(sim, "radius_auth_servers");
-  sim.implement<CallId::rpcclt_openapiRadiusServerNameMaxLengthGet>([](openapiClientHandle_t *, uint32_t *max) {
-    if (!max) return OPEN_E_PARAM;
-    *max = OPEN_RADIUS_SERVER_NAME_MAX;
-    return OPEN_E_NONE;
-  });
+  implement_constant<CallId::rpcclt_openapiRadiusServerNameMaxLengthGet>(sim, uint32_t{OPEN_RADIUS_SERVER_NAME_MAX});
   // A new server is its name's primary server unless that name has one.
   sim.implement<CallId::rpcclt_openapiRadiusAuthServerAdd>(
       [&sim](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *name) {
@@ -240,15 +237,19 @@ VELTRUM_SIM_PART(aaa, kFamily) {
           if (record_text(r, "name") == n && record_integer(r, "type") == OPEN_RADIUS_SERVER_ENTRY_TYPE_PRIMARY)
             type = OPEN_RADIUS_SERVER_ENTRY_TYPE_SECONDARY;
         return add_radius_server(sim, "radius_auth_servers", host, name,
-                                 {{"port", int64_t{kRadiusAuthPort}}, {"type", type}, {"msgAuth", int64_t{0}},
-                                  {"keyType", int64_t{OPEN_RADIUS_KEY_TYPE_NONE}}, {"secret", std::string()}});
+                                 {{"port", int64_t{kRadiusAuthPort}},
+                                  {"type", type},
+                                  {"msgAuth", int64_t{0}},
+                                  {"keyType", int64_t{OPEN_RADIUS_KEY_TYPE_NONE}},
+                                  {"secret", std::string()}});
       });
-  sim.implement<CallId::rpcclt_openapiRadiusAuthServerRemove>([&sim](openapiClientHandle_t *, const open_buffdesc *host) {
-    std::string h = buffer_text(host);
-    if (open_error_t rc = sim.store().table("radius_auth_servers").erase({h})) return rc;
-    sim.store().table("radius_auth_stats").erase({h});
-    return OPEN_E_NONE;
-  });
+  sim.implement<CallId::rpcclt_openapiRadiusAuthServerRemove>(
+      [&sim](openapiClientHandle_t *, const open_buffdesc *host) {
+        std::string h = buffer_text(host);
+        if (open_error_t rc = sim.store().table("radius_auth_servers").erase({h})) return rc;
+        sim.store().table("radius_auth_stats").erase({h});
+        return OPEN_E_NONE;
+      });
   server_number<CallId::rpcclt_openapiRadiusAuthServerPortNumGet, CallId::rpcclt_openapiRadiusAuthServerPortNumSet,
                 uint32_t>(sim, "radius_auth_servers", "port", 1, 65535);
   server_number<CallId::rpcclt_openapiRadiusHostNameServerIncMsgAuthModeGet,
@@ -273,7 +274,8 @@ VELTRUM_SIM_PART(aaa, kFamily) {
         if (type == OPEN_RADIUS_SERVER_ENTRY_TYPE_PRIMARY) {
           std::string name = record_text(*r, "name");
           for (const auto &[key, other] : t.rows())
-            if (record_text(other, "name") == name) t.find(key)->insert_or_assign("type", int64_t{OPEN_RADIUS_SERVER_ENTRY_TYPE_SECONDARY});
+            if (record_text(other, "name") == name)
+              t.find(key)->insert_or_assign("type", int64_t{OPEN_RADIUS_SERVER_ENTRY_TYPE_SECONDARY});
         }
         (*r)["type"] = int64_t{type};
         return OPEN_E_NONE;
@@ -291,36 +293,39 @@ VELTRUM_SIM_PART(aaa, kFamily) {
       [&sim](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *secret) {
         Record *r = server(sim, "radius_auth_servers", host);
         if (open_error_t rc = set_secret(r, secret, "secret", OPEN_RADIUS_KEY_MAX)) return rc;
-        (*r)["keyType"] = int64_t{record_text(*r, "secret").empty() ? OPEN_RADIUS_KEY_TYPE_NONE
-                                                                    : OPEN_RADIUS_KEY_TYPE_CONFIGURED};
+        (*r)["keyType"] =
+            int64_t{record_text(*r, "secret").empty() ? OPEN_RADIUS_KEY_TYPE_NONE : OPEN_RADIUS_KEY_TYPE_CONFIGURED};
         return OPEN_E_NONE;
       });
   sim.implement<CallId::rpcclt_openapiRadiusHostNameServerSharedSecretConfigured>(
       [&sim](openapiClientHandle_t *, OPEN_RADIUS_SERVER_KIND_t kind, const open_buffdesc *host,
              OPEN_BOOL_t *configured) {
         if (kind != OPEN_RADIUS_SERVER_AUTH && kind != OPEN_RADIUS_SERVER_ACCT) return OPEN_E_PARAM;
-        const Record *r = server(sim, kind == OPEN_RADIUS_SERVER_AUTH ? "radius_auth_servers" : "radius_acct_servers", host);
+        const Record *r =
+            server(sim, kind == OPEN_RADIUS_SERVER_AUTH ? "radius_auth_servers" : "radius_acct_servers", host);
         if (!r) return OPEN_E_NOT_FOUND;
         if (!configured) return OPEN_E_PARAM;
         *configured = record_text(*r, "secret").empty() ? OPEN_FALSE : OPEN_TRUE;
         return OPEN_E_NONE;
       });
-  sim.implement<CallId::rpcclt_openapiRadiusServerGlobalCurentGet>([&sim](openapiClientHandle_t *, open_buffdesc *host) {
-    const auto &rows = sim.store().table("radius_auth_servers").rows();
-    std::string current;
-    for (const auto &[key, r] : rows)
-      if (record_integer(r, "type") == OPEN_RADIUS_SERVER_ENTRY_TYPE_PRIMARY) {
-        current = std::get<std::string>(key[0]);
-        break;
-      }
-    if (current.empty() && !rows.empty()) current = std::get<std::string>(rows.begin()->first[0]);
-    return fill_text(host, current);
-  });
-  sim.implement<CallId::rpcclt_openapiRadiusConfiguredServersCountGet>([&sim](openapiClientHandle_t *, uint32_t *count) {
-    if (!count) return OPEN_E_PARAM;
-    *count = static_cast<uint32_t>(sim.store().table("radius_auth_servers").size());
-    return OPEN_E_NONE;
-  });
+  sim.implement<CallId::rpcclt_openapiRadiusServerGlobalCurentGet>(
+      [&sim](openapiClientHandle_t *, open_buffdesc *host) {
+        const auto &rows = sim.store().table("radius_auth_servers").rows();
+        std::string current;
+        for (const auto &[key, r] : rows)
+          if (record_integer(r, "type") == OPEN_RADIUS_SERVER_ENTRY_TYPE_PRIMARY) {
+            current = std::get<std::string>(key[0]);
+            break;
+          }
+        if (current.empty() && !rows.empty()) current = std::get<std::string>(rows.begin()->first[0]);
+        return fill_text(host, current);
+      });
+  sim.implement<CallId::rpcclt_openapiRadiusConfiguredServersCountGet>(
+      [&sim](openapiClientHandle_t *, uint32_t *count) {
+        if (!count) return OPEN_E_PARAM;
+        *count = static_cast<uint32_t>(sim.store().table("radius_auth_servers").size());
+        return OPEN_E_NONE;
+      });
 
   const char *auth = "radius_auth_servers";
   const char *auth_stats = "radius_auth_stats";
@@ -359,7 +364,7 @@ VELTRUM_SIM_PART(aaa, kFamily) {
   server_name_get<CallId::rpcclt_openapiRadiusServerAcctHostNameGet>(sim, "radius_acct_servers");
   server_number<CallId::rpcclt_openapiRadiusAccountingHostNameServerPortNumGet,
                 CallId::rpcclt_openapiRadiusAccountingHostNameServerPortNumSet, uint32_t>(sim, "radius_acct_servers",
-                                                                                         "port", 1, 65535);
+                                                                                          "port", 1, 65535);
   sim.implement<CallId::rpcclt_openapiRadiusAccountingHostNameServerSharedSecretSet>(
       [&sim](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *secret) {
         return set_secret(server(sim, "radius_acct_servers", host), secret, "secret", OPEN_RADIUS_KEY_MAX);
@@ -387,28 +392,25 @@ VELTRUM_SIM_PART(aaa, kFamily) {
 
   // ---- TACACS+
 
-  sim.implement<CallId::rpcclt_openapiTacacsServerGlobalKeySet>([&sim](openapiClientHandle_t *, const open_buffdesc *key) {
-    std::string k = buffer_text(key);
-    if (!secret_text(k, OPEN_TACACS_KEY_MAX)) return OPEN_E_PARAM;
-    return sim.store().set("tacacs.key", stored_secret(k));
-  });
-  sim.implement<CallId::rpcclt_openapiTacacsKeyMaxLengthGet>([](openapiClientHandle_t *, uint32_t *max) {
-    if (!max) return OPEN_E_PARAM;
-    *max = OPEN_TACACS_KEY_MAX;
-    return OPEN_E_NONE;
-  });
-  sim.implement<CallId::rpcclt_openapiTacacsServerMaxLengthGet>([](openapiClientHandle_t *, uint32_t *max) {
-    if (!max) return OPEN_E_PARAM;
-    *max = OPEN_TACACS_HOST_NAME_MAX;
-    return OPEN_E_NONE;
-  });
+  sim.implement<CallId::rpcclt_openapiTacacsServerGlobalKeySet>(
+      [&sim](openapiClientHandle_t *, const open_buffdesc *key) {
+        std::string k = buffer_text(key);
+        if (!secret_text(k, OPEN_TACACS_KEY_MAX)) return OPEN_E_PARAM;
+        return sim.store().set("tacacs.key", stored_secret(k));
+      });
+  implement_constant<CallId::rpcclt_openapiTacacsKeyMaxLengthGet>(sim, uint32_t{OPEN_TACACS_KEY_MAX});
+  implement_constant<CallId::rpcclt_openapiTacacsServerMaxLengthGet>(sim, uint32_t{OPEN_TACACS_HOST_NAME_MAX});
   server_walk<CallId::rpcclt_openapiTacacsServerFirstGet, CallId::rpcclt_openapiTacacsServerNextGet>(sim,
-                                                                                                    "tacacs_servers");
+                                                                                                     "tacacs_servers");
   sim.implement<CallId::rpcclt_openapiTacacsServerAdd>([&sim](openapiClientHandle_t *, const open_buffdesc *host) {
     std::string h = buffer_text(host);
     if (h.size() > OPEN_TACACS_HOST_NAME_MAX || !server_address(h)) return OPEN_E_PARAM;
-    return sim.store().table("tacacs_servers").insert({h}, {{"port", int64_t{kTacacsPort}}, {"priority", int64_t{0}},
-                                                            {"timeout", int64_t{kTacacsTimeout}}, {"key", std::string()}});
+    return sim.store()
+        .table("tacacs_servers")
+        .insert({h}, {{"port", int64_t{kTacacsPort}},
+                      {"priority", int64_t{0}},
+                      {"timeout", int64_t{kTacacsTimeout}},
+                      {"key", std::string()}});
   });
   sim.implement<CallId::rpcclt_openapiTacacsServerDelete>([&sim](openapiClientHandle_t *, const open_buffdesc *host) {
     return sim.store().table("tacacs_servers").erase({buffer_text(host)});

@@ -81,18 +81,13 @@ VELTRUM_SIM_PART(dhcp_snooping, kFamily) {
 
   // ---- the database
 
-  sim.implement<CallId::rpcclt_openapiDhcpSnoopingDbIpAddressGet>([&sim](openapiClientHandle_t *, uint32_t *ip) {
-    return read_integer(sim.store(), "dhcpsnp.db.ip", 0, ip);
-  });
+  sim.implement<CallId::rpcclt_openapiDhcpSnoopingDbIpAddressGet>(
+      [&sim](openapiClientHandle_t *, uint32_t *ip) { return read_integer(sim.store(), "dhcpsnp.db.ip", 0, ip); });
   sim.implement<CallId::rpcclt_openapiDsDbIpAddrSet>([&sim](openapiClientHandle_t *, uint32_t ip) {
     if (ip != 0 && !unicast_ipv4(ip)) return OPEN_E_PARAM;
     return sim.store().set("dhcpsnp.db.ip", int64_t{ip});
   });
-  sim.implement<CallId::rpcclt_openapiDhcpSnoopingDbFileNameMaxLengthGet>([](openapiClientHandle_t *, uint32_t *max) {
-    if (!max) return OPEN_E_PARAM;
-    *max = OPEN_DS_DB_FILE_NAME_MAX;
-    return OPEN_E_NONE;
-  });
+  implement_constant<CallId::rpcclt_openapiDhcpSnoopingDbFileNameMaxLengthGet>(sim, uint32_t{OPEN_DS_DB_FILE_NAME_MAX});
 
   // ---- VLANs
 
@@ -102,7 +97,8 @@ VELTRUM_SIM_PART(dhcp_snooping, kFamily) {
         // The existing VLANs after *end, in order.
         const Table &vlans = sim.store().table("vlans");
         auto *row = vlans.next({int64_t{*end}});
-        while (row && !snooped(sim, static_cast<uint32_t>(std::get<int64_t>(row->first[0])))) row = vlans.next(row->first);
+        while (row && !snooped(sim, static_cast<uint32_t>(std::get<int64_t>(row->first[0]))))
+          row = vlans.next(row->first);
         if (!row) return OPEN_E_NOT_FOUND;
         uint32_t v = static_cast<uint32_t>(std::get<int64_t>(row->first[0]));
         *start = v;
@@ -157,17 +153,20 @@ VELTRUM_SIM_PART(dhcp_snooping, kFamily) {
         char text[INET_ADDRSTRLEN] = {};
         inet_ntop(AF_INET, &a, text, sizeof text);
         Key key{mac_key(m)};
-        if (open_error_t rc = sim.store().table("dhcpsnp_static").upsert(
-                key, {{"vlan", int64_t{vlan}}, {"ip", std::string(text)}, {"port", int64_t{ifNum}}}))
+        if (open_error_t rc =
+                sim.store()
+                    .table("dhcpsnp_static")
+                    .upsert(key, {{"vlan", int64_t{vlan}}, {"ip", std::string(text)}, {"port", int64_t{ifNum}}}))
           return rc;
         sim.store().table("dhcpsnp_dynamic").erase(key);
         return OPEN_E_NONE;
       });
-  sim.implement<CallId::rpcclt_openapiDsIpStaticBindingRemove>([&sim](openapiClientHandle_t *, const open_buffdesc *mac) {
-    std::string m = buffer_text(mac);
-    if (!unicast_mac(m)) return OPEN_E_PARAM;
-    return sim.store().table("dhcpsnp_static").erase({mac_key(m)});
-  });
+  sim.implement<CallId::rpcclt_openapiDsIpStaticBindingRemove>(
+      [&sim](openapiClientHandle_t *, const open_buffdesc *mac) {
+        std::string m = buffer_text(mac);
+        if (!unicast_mac(m)) return OPEN_E_PARAM;
+        return sim.store().table("dhcpsnp_static").erase({mac_key(m)});
+      });
 
   // ---- counters
 

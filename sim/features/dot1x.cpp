@@ -21,11 +21,23 @@ constexpr uint32_t kSlots = 256;  // logical port numbers of one port
 
 const SettingSpec kSettings[] = {
     {.key = "authmgr.admin", .initial = int64_t{0}, .min = 0, .max = 1},
-    {.key = "authmgr.intf.control", .scope = Scope::Intf, .initial = int64_t{OPEN_AUTHMGR_PORT_AUTO},
-     .min = OPEN_AUTHMGR_PORT_FORCE_UNAUTHORIZED, .max = OPEN_AUTHMGR_PORT_MAC_BASED, .intf_types = kPhy},
-    {.key = "authmgr.intf.guest_vlan", .scope = Scope::Intf, .initial = int64_t{0}, .min = 0, .max = 4093,
+    {.key = "authmgr.intf.control",
+     .scope = Scope::Intf,
+     .initial = int64_t{OPEN_AUTHMGR_PORT_AUTO},
+     .min = OPEN_AUTHMGR_PORT_FORCE_UNAUTHORIZED,
+     .max = OPEN_AUTHMGR_PORT_MAC_BASED,
      .intf_types = kPhy},
-    {.key = "authmgr.intf.unauth_vlan", .scope = Scope::Intf, .initial = int64_t{0}, .min = 0, .max = 4093,
+    {.key = "authmgr.intf.guest_vlan",
+     .scope = Scope::Intf,
+     .initial = int64_t{0},
+     .min = 0,
+     .max = 4093,
+     .intf_types = kPhy},
+    {.key = "authmgr.intf.unauth_vlan",
+     .scope = Scope::Intf,
+     .initial = int64_t{0},
+     .min = 0,
+     .max = 4093,
      .intf_types = kPhy},
 };
 const TableSpec kClients{"authmgr_clients", 28 * OPEN_AUTHMGR_CLIENTS_PER_PORT, false};
@@ -64,12 +76,28 @@ bool has_authorized_client(const Store &store, uint32_t ifNum) {
 
 void end_sessions(Store &store, uint32_t ifNum) { store.table("authmgr_clients").erase_prefix({int64_t{ifNum}}); }
 
-// The VLAN of a guest or unauthenticated VLAN setting: 0 or one that exists.
-open_error_t set_port_vlan(Sim &sim, const char *key, uint32_t ifNum, uint32_t vlan) {
-  if (!sim.intf_exists(ifNum, kPhy)) return OPEN_E_PARAM;
-  if (vlan > sim.options().max_vlan) return OPEN_E_PARAM;
-  if (vlan != 0 && !sim.vlan_exists(vlan)) return OPEN_E_NOT_FOUND;
-  return sim.store().set(key, ifNum, int64_t{vlan});
+// A guest or unauthenticated VLAN setting: 0 or a VLAN that exists.
+template <auto GetId, auto SetId>
+void port_vlan(Sim &sim, const char *key) {
+  sim.implement<GetId>([&sim, key](openapiClientHandle_t *, uint32_t ifNum, uint32_t *vlan) {
+    return read_integer(sim.store(), key, ifNum, vlan);
+  });
+  sim.implement<SetId>([&sim, key](openapiClientHandle_t *, uint32_t ifNum, uint32_t vlan) {
+    if (!sim.intf_exists(ifNum, kPhy)) return OPEN_E_PARAM;
+    if (vlan > sim.options().max_vlan) return OPEN_E_PARAM;
+    if (vlan != 0 && !sim.vlan_exists(vlan)) return OPEN_E_NOT_FOUND;
+    return sim.store().set(key, ifNum, int64_t{vlan});
+  });
+}
+
+// What every port answers alike.
+template <auto Id, typename T>
+void port_constant(Sim &sim, T value) {
+  sim.implement<Id>([&sim, value](openapiClientHandle_t *, uint32_t ifNum, T *out) {
+    if (!sim.intf_exists(ifNum, kPhy) || !out) return OPEN_E_PARAM;
+    *out = value;
+    return OPEN_E_NONE;
+  });
 }
 
 // A getter of one of a port's EAPOL counters.
@@ -171,49 +199,22 @@ VELTRUM_SIM_PART(dot1x, kFamily) {
             *state = OPEN_DOT1X_APM_FORCE_UNAUTH;
             break;
           default:
-            *state = has_authorized_client(s, ifNum)   ? OPEN_DOT1X_APM_AUTHENTICATED
-                     : clients_of(s, ifNum).empty()     ? OPEN_DOT1X_APM_CONNECTING
-                                                        : OPEN_DOT1X_APM_HELD;
+            *state = has_authorized_client(s, ifNum) ? OPEN_DOT1X_APM_AUTHENTICATED
+                     : clients_of(s, ifNum).empty()  ? OPEN_DOT1X_APM_CONNECTING
+                                                     : OPEN_DOT1X_APM_HELD;
         }
         return OPEN_E_NONE;
       });
 
-  sim.implement<CallId::rpcclt_openapiAuthMgrPortGuestVlanGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, uint32_t *vlan) {
-        return read_integer(sim.store(), "authmgr.intf.guest_vlan", ifNum, vlan);
-      });
-  sim.implement<CallId::rpcclt_openapiAuthMgrPortGuestVlanSet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, uint32_t vlan) {
-        return set_port_vlan(sim, "authmgr.intf.guest_vlan", ifNum, vlan);
-      });
-  sim.implement<CallId::rpcclt_openapiAuthMgrPortUnauthenticatedVlanGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, uint32_t *vlan) {
-        return read_integer(sim.store(), "authmgr.intf.unauth_vlan", ifNum, vlan);
-      });
-  sim.implement<CallId::rpcclt_openapiAuthMgrPortUnauthenticatedVlanSet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, uint32_t vlan) {
-        return set_port_vlan(sim, "authmgr.intf.unauth_vlan", ifNum, vlan);
-      });
+  port_vlan<CallId::rpcclt_openapiAuthMgrPortGuestVlanGet, CallId::rpcclt_openapiAuthMgrPortGuestVlanSet>(
+      sim, "authmgr.intf.guest_vlan");
+  port_vlan<CallId::rpcclt_openapiAuthMgrPortUnauthenticatedVlanGet,
+            CallId::rpcclt_openapiAuthMgrPortUnauthenticatedVlanSet>(sim, "authmgr.intf.unauth_vlan");
 
   // What the switch's ports can do, the same for each.
-  sim.implement<CallId::rpcclt_openapiAuthMgrPortAdminControlledDirectionsGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, OPEN_AUTHMGR_PORT_CTRL_DIRECTION_t *direction) {
-        if (!sim.intf_exists(ifNum, kPhy) || !direction) return OPEN_E_PARAM;
-        *direction = OPEN_AUTHMGR_PORT_CTRL_BOTH;
-        return OPEN_E_NONE;
-      });
-  sim.implement<CallId::rpcclt_openapiDot1xPortPaeCapabilitiesGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, OPEN_DOT1X_PAE_PORT_CAPABILITY_t *capability) {
-        if (!sim.intf_exists(ifNum, kPhy) || !capability) return OPEN_E_PARAM;
-        *capability = OPEN_DOT1X_PAE_PORT_AUTH_CAPABLE;
-        return OPEN_E_NONE;
-      });
-  sim.implement<CallId::rpcclt_openapiDot1xPortProtocolVersionGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, uint32_t *version) {
-        if (!sim.intf_exists(ifNum, kPhy) || !version) return OPEN_E_PARAM;
-        *version = kProtocolVersion;
-        return OPEN_E_NONE;
-      });
+  port_constant<CallId::rpcclt_openapiAuthMgrPortAdminControlledDirectionsGet>(sim, OPEN_AUTHMGR_PORT_CTRL_BOTH);
+  port_constant<CallId::rpcclt_openapiDot1xPortPaeCapabilitiesGet>(sim, OPEN_DOT1X_PAE_PORT_AUTH_CAPABLE);
+  port_constant<CallId::rpcclt_openapiDot1xPortProtocolVersionGet>(sim, kProtocolVersion);
 
   // Initialising restarts authentication on a port that authenticates its
   // clients: their sessions end. "Not initialising" changes nothing.
@@ -248,8 +249,8 @@ VELTRUM_SIM_PART(dot1x, kFamily) {
         *next = lport_of(row->first);
         return OPEN_E_NONE;
       });
-  client_number<CallId::rpcclt_openapiAuthMgrLogicalPortClientAuthStatusGet>(
-      sim, "status", OPEN_AUTHMGR_PORT_STATUS_UNAUTHORIZED);
+  client_number<CallId::rpcclt_openapiAuthMgrLogicalPortClientAuthStatusGet>(sim, "status",
+                                                                             OPEN_AUTHMGR_PORT_STATUS_UNAUTHORIZED);
   client_text<CallId::rpcclt_openapiAuthMgrLogicalPortClientMacAddrGet>(sim, "mac");
   client_text<CallId::rpcclt_openapiAuthMgrLogicalPortFilterIdGet>(sim, "filter");
   client_text<CallId::rpcclt_openapiAuthMgrLogicalPortUserNameGet>(sim, "user");
