@@ -11,7 +11,9 @@
 # sim/veltrum-simctl and bench/mhd_minimal. Needs wrk and curl. Settings
 # (environment): BENCH_DURATION seconds per rate run (10), BENCH_CONNECTIONS
 # (8), BENCH_THREADS wrk threads (1), BENCH_REQUESTS for the memory check
-# (1000000), BENCH_LOG_LEVEL of the agent (4; 7 logs every request line).
+# (1000000), BENCH_LOG_LEVEL of the agent (4; 7 logs every request line),
+# BENCH_PATHS resources (under /api/v1/) whose authenticated GET is measured
+# through the agent as well, after the ping runs (none).
 #
 # The agent's port 8445 is fixed: the script takes the same lock as the
 # integration tests (/tmp/veltrum-agent-port-8445.lock) while it runs.
@@ -126,6 +128,19 @@ printf '%-34s %12s req/s  (%s requests, %s non-2xx, %s socket errors)\n' \
 printf '%-34s %12s req/s  (%s requests, %s non-2xx, %s socket errors)\n' \
   "mhd_minimal, GET ping:" "$rate_m" "$req_m" "$bad_m" "$err_m"
 awk -v a="$rate_a" -v m="$rate_m" 'BEGIN { printf "%-34s %12.2f (agent / minimal)\n", "ratio:", a / m }'
+
+# Resources: each must answer with success before it is measured.
+for path in ${BENCH_PATHS:-}; do
+  answer=$(curl -s "${headers[@]}" "http://127.0.0.1:8445/api/v1/$path")
+  case $answer in
+    '{"resp":{"status":"success"'*) ;;
+    *) echo "GET $path did not succeed: ${answer:0:200}" >&2; exit 1 ;;
+  esac
+  read -r req rate bad err < <(run_wrk "http://127.0.0.1:8445/api/v1/$path" "$duration" "${headers[@]}")
+  session_still_valid
+  printf '%-34s %12s req/s  (%s requests, %s non-2xx, %s socket errors, %s bytes each)\n' \
+    "agent, GET $path:" "$rate" "$req" "$bad" "$err" "${#answer}"
+done
 
 # Memory: keep going until the agent has served the requests wanted.
 while [ "$agent_total" -lt "$total_wanted" ]; do

@@ -210,6 +210,9 @@ void log_check(const Check &check, json_object *value, int64_t number, int64_t m
     case LogArgs::None:
       log_table_message("%s", check.log);
       break;
+    case LogArgs::ValueMinMax:
+      log_table_message(check.log, static_cast<int>(number), static_cast<int>(min), static_cast<int>(max));
+      break;
   }
 }
 
@@ -220,13 +223,13 @@ bool valid_mask(const char *text) {
   return (inverse & (inverse + 1)) == 0;  // ones, then zeros
 }
 
-bool text_passes(const Check &check, const std::string &text) {
+bool text_passes(const Check &check, const std::string &text, int64_t min, int64_t max) {
   if (check.allow_empty && text.empty()) return true;
   switch (check.kind) {
     case CheckKind::Mac:
       return validate_mac_text(text.c_str()) == 0;
     case CheckKind::Text:
-      return static_cast<int64_t>(text.size()) >= check.min && static_cast<int64_t>(text.size()) <= check.max;
+      return static_cast<int64_t>(text.size()) >= min && static_cast<int64_t>(text.size()) <= max;
     case CheckKind::Ipv4:
       return validate_ipv4_text(text.c_str()) == 0;
     case CheckKind::Ipv6:
@@ -258,8 +261,24 @@ bool check_value(Outcome &out, const char *key, const Check &check, json_object 
   if (!numeric_check(check)) {
     std::string text;
     bool readable = read_text(value, text);
-    if (readable && text_passes(check, text)) return true;
-    log_check(check, value, 0, check.min, check.max);
+    int64_t min = check.min;
+    int64_t max = check.max;
+    if (readable && check.kind == CheckKind::Text && check.limits) {
+      int rc = check.limits(min, max);
+      if (rc != OPEN_E_NONE) {
+        out.fail("Failed to get the range of %s and error code:%d", key, rc);
+        return false;
+      }
+    }
+    if (readable && text_passes(check, text, min, max)) return true;
+    if (check.secret) {
+      // Neither the log nor the answer shows a secret: the bounds only.
+      if (check.log) log_table_message(check.log, static_cast<int>(max));
+      if (!readable) agent_log(4, "%s: not a text", key);
+      ++out.failures;
+      return false;
+    }
+    log_check(check, value, 0, min, max);
     if (!readable) agent_log(4, "%s: not a text", key);
     ++out.failures;
     if (check.code > 0) out.code(check.code);
@@ -986,6 +1005,7 @@ const char *given_by(LogArgs how) {
     case LogArgs::MinMax: return "dd";
     case LogArgs::Max: return "d";
     case LogArgs::None: return "";
+    case LogArgs::ValueMinMax: return "ddd";
   }
   return "";
 }

@@ -122,7 +122,8 @@ enum class CheckKind : uint8_t {
   Port,     // the port validator of `port_kind`; errCode 247, {"port_id": id}
   Vlan,     // the VLAN validator; errCode 412, {"vlan_id": id}
   Mac,      // MAC text; errCode 16, {"params": label, "value": text}
-  Text,     // text of min..max characters; errCode (if any) with value/params
+  Text,     // text of min..max characters (read from the platform when `limits` is
+            // given); errCode (if any) with value/params, none for a secret
   Ipv4,     // an IPv4 address text
   Ipv6,     // an IPv6 address text
   Ip,       // either
@@ -135,10 +136,11 @@ enum class CheckKind : uint8_t {
 
 // What a failing check's log format is given after the format.
 enum class LogArgs : uint8_t {
-  Value,   // the value (%d for numbers, %s for texts)
-  MinMax,  // the range's min and max
-  Max,     // the range's max
-  None,    // nothing
+  Value,        // the value (%d for numbers, %s for texts)
+  MinMax,       // the range's min and max
+  Max,          // the range's max
+  None,         // nothing
+  ValueMinMax,  // the value (a number), then the range's min and max
 };
 
 // A range read from the platform at request time (Limits).
@@ -166,13 +168,15 @@ struct Check {
   bool allow_empty = false;
   CustomCheck custom = nullptr;
   bool numeric = false;  // Custom: the value is a number (for the index)
+  bool secret = false;   // Text: a key or password, never logged nor answered
 };
 
 constexpr Check no_check() { return {}; }
 constexpr Check any_number() { return {.kind = CheckKind::Number}; }
 constexpr Check any_text() { return {.kind = CheckKind::String}; }
-constexpr Check range(int64_t min, int64_t max, const char *label, const char *log, int code = 9) {
-  return {.kind = CheckKind::Range, .log = log, .min = min, .max = max, .label = label, .code = code};
+constexpr Check range(int64_t min, int64_t max, const char *label, const char *log, int code = 9,
+                      LogArgs args = LogArgs::Value) {
+  return {.kind = CheckKind::Range, .log = log, .min = min, .max = max, .label = label, .code = code, .log_args = args};
 }
 // A range whose bounds the platform gives at request time; the log gets
 // the value, or the bounds (LogArgs::MinMax, LogArgs::Max).
@@ -198,6 +202,21 @@ constexpr Check mac_check(const char *label, const char *log) {
 }
 constexpr Check text_length(int64_t min, int64_t max, const char *label, const char *log, int code = 0) {
   return {.kind = CheckKind::Text, .log = log, .min = min, .max = max, .label = label, .code = code};
+}
+// A text whose length bounds the platform gives at request time (a name,
+// an address, a file name); the log gets the bounds (LogArgs::Max: the
+// maximum), or the value.
+constexpr Check platform_text_length(LimitsFn limits, const char *label, const char *log, LogArgs args = LogArgs::Max,
+                                     int code = 0) {
+  return {.kind = CheckKind::Text, .log = log, .label = label, .code = code, .log_args = args, .limits = limits};
+}
+// A secret (a shared key) of min..max characters, or within the bounds the
+// platform gives when `limits` is given. A failure logs `log` with the
+// maximum and answers without the value: a secret is never logged nor
+// returned.
+constexpr Check secret_length(int64_t min, int64_t max, const char *log, LimitsFn limits = nullptr) {
+  return {.kind = CheckKind::Text, .log = log, .min = min, .max = max, .code = 0, .log_args = LogArgs::Max,
+          .limits = limits, .secret = true};
 }
 // Address and name checks: errCode `code` (0: log only) with "params" and
 // "value" when a label is given.

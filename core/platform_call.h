@@ -9,6 +9,7 @@
 //   Key<"name">    another member of the same element
 //   Q<"name">      a query variable of the request
 //   Lit<v>         a constant
+//   LitText<"t">   a constant text (a list the platform names)
 //   Skip           an output the key does not need
 //   Ipv4<S>        S's dotted text as a host-order 32-bit address (in and out)
 //
@@ -80,6 +81,8 @@ template <Name K>
 struct Q {};
 template <int64_t V>
 struct Lit {};
+template <Name T>
+struct LitText {};
 struct Skip {};
 template <typename S>
 struct Ipv4 {};
@@ -326,6 +329,18 @@ struct Arg<Lit<V>, P> {
   P held{};
   bool load(const Context &) { return to_integer(V, held); }
   P arg() { return held; }
+  void store(const Context &) {}
+};
+
+template <Name T, typename P>
+struct Arg<LitText<T>, P> {
+  static_assert(std::is_same_v<P, const open_buffdesc *>, "a constant text feeds a text parameter");
+  TextIn held;
+  bool load(const Context &) {
+    held.set(T.text);
+    return true;
+  }
+  P arg() { return &held.desc; }
   void store(const Context &) {}
 };
 

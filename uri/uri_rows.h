@@ -60,10 +60,10 @@
   ROW(dai_aclrule_cfg,               dai_aclrule_cfg_get,          dai_aclrule_cfg_post,         dai_aclrule_cfg_delete,       1) \
   ROW(dai_stats,                     dai_stats_get,                NONE,                         NONE,                         1) \
   /* Security */ \
-  ROW(dot1x_port_summary,            PENDING,                      NONE,                         NONE,                         1) \
+  ROW(dot1x_port_summary,            dot1x_port_summary_get,       NONE,                         NONE,                         1) \
   ROW(port_security_dynamicmac,      port_security_dynamicmac_get, NONE,                         NONE,                         1) \
   ROW(port_security_cfg,             port_security_cfg_get,        port_security_cfg_post,       NONE,                         1) \
-  ROW(dot1x_global_cfg,              PENDING,                      PENDING,                      NONE,                         1) \
+  ROW(dot1x_global_cfg,              dot1x_global_cfg_get,         dot1x_global_cfg_post,        NONE,                         1) \
   ROW(port_security_settings,        port_security_settings_get,   port_security_settings_post,  NONE,                         1) \
   ROW(port_security_violations,      port_security_violations_get, NONE,                         NONE,                         1) \
   ROW(port_security_intf,            port_security_intf_get,       port_security_intf_post,      NONE,                         1) \
@@ -75,45 +75,45 @@
   ROW(ip_aclrule_cfg,                PENDING,                      PENDING,                      NONE,                         1) \
   ROW(ipextended_aclrule_cfg,        PENDING,                      PENDING,                      NONE,                         1) \
   ROW(ipv6_aclrule_cfg,              PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dot1x_client_summary,          PENDING,                      NONE,                         NONE,                         1) \
-  ROW(port_authentication_cfg,       PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(port_auth_initialise_cfg,      NONE,                         PENDING,                      NONE,                         1) \
+  ROW(dot1x_client_summary,          dot1x_client_summary_get,     NONE,                         NONE,                         1) \
+  ROW(port_authentication_cfg,       port_authentication_cfg_get,  port_authentication_cfg_post, NONE,                         1) \
+  ROW(port_auth_initialise_cfg,      NONE,                         port_auth_initialise_cfg_post, NONE,                         1) \
   ROW(acl_binding,                   PENDING,                      PENDING,                      NONE,                         1) \
   ROW(acl_intf_binding,              PENDING,                      NONE,                         PENDING,                      1) \
   ROW(acl_vlan_binding,              PENDING,                      PENDING,                      PENDING,                      1) \
-  ROW(dhcpsnp_global_cfg,            PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dhcpsnpg_binding_static,       PENDING,                      PENDING,                      PENDING,                      1) \
-  ROW(dhcpsnpg_binding_dynamic,      PENDING,                      NONE,                         NONE,                         1) \
-  ROW(dhcp_snpg_stats,               PENDING,                      NONE,                         NONE,                         1) \
-  ROW(dhcpsnp_intf_cfg,              PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dhcpsnp_vlan,                  PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dhcpsnp_persistent_cfg,        PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dhcpl2relay_global_cfg,        PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dhcpl2relay_stats,             PENDING,                      NONE,                         NONE,                         1) \
-  ROW(dhcpl2relay_vlan,              PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(dhcpl2relay_intf,              PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(tacacs_global_cfg,             PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(tacacs_server_cfg,             PENDING,                      PENDING,                      PENDING,                      1) \
+  ROW(dhcpsnp_global_cfg,            dhcpsnp_global_cfg_get,       dhcpsnp_global_cfg_post,      NONE,                         1) \
+  ROW(dhcpsnpg_binding_static,       dhcpsnpg_binding_static_get,  dhcpsnpg_binding_static_post, dhcpsnpg_binding_static_delete, 1) \
+  ROW(dhcpsnpg_binding_dynamic,      dhcpsnpg_binding_dynamic_get, NONE,                         NONE,                         1) \
+  ROW(dhcp_snpg_stats,               dhcp_snpg_stats_get,          NONE,                         NONE,                         1) \
+  ROW(dhcpsnp_intf_cfg,              dhcpsnp_intf_cfg_get,         dhcpsnp_intf_cfg_post,        NONE,                         1) \
+  ROW(dhcpsnp_vlan,                  dhcpsnp_vlan_get,             dhcpsnp_vlan_post,            NONE,                         1) \
+  ROW(dhcpsnp_persistent_cfg,        dhcpsnp_persistent_cfg_get,   dhcpsnp_persistent_cfg_post,  NONE,                         1) \
+  ROW(dhcpl2relay_global_cfg,        dhcpl2relay_global_cfg_get,   dhcpl2relay_global_cfg_post,  NONE,                         1) \
+  ROW(dhcpl2relay_stats,             dhcpl2relay_stats_get,        NONE,                         NONE,                         1) \
+  ROW(dhcpl2relay_vlan,              dhcpl2relay_vlan_get,         dhcpl2relay_vlan_post,        NONE,                         1) \
+  ROW(dhcpl2relay_intf,              dhcpl2relay_intf_get,         dhcpl2relay_intf_post,        NONE,                         1) \
+  ROW(tacacs_global_cfg,             tacacs_global_cfg_get,        tacacs_global_cfg_post,       NONE,                         1) \
+  ROW(tacacs_server_cfg,             tacacs_server_cfg_get,        tacacs_server_cfg_post,       tacacs_server_cfg_delete,     1) \
   ROW(acal_rule_cfg,                 PENDING,                      PENDING,                      PENDING,                      1) \
   ROW(protocol_access_control,       PENDING,                      PENDING,                      NONE,                         1) \
   ROW(macfilter_config,              macfilter_config_get,         macfilter_config_post,        macfilter_config_delete,      1) \
   ROW(macfilter_portsetting,         macfilter_portsetting_get,    macfilter_portsetting_post,   NONE,                         1) \
   ROW(stormcontrol_global_cfg,       stormcontrol_global_cfg_get,  stormcontrol_global_cfg_post, NONE,                         1) \
   ROW(stormcontrol_intf_cfg,         stormcontrol_intf_cfg_get,    stormcontrol_intf_cfg_post,   NONE,                         1) \
-  ROW(dot1x_auth_list,               PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(http_https_auth_list,          PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(radius_server_cfg,             PENDING,                      PENDING,                      PENDING,                      1) \
-  ROW(radius_server_stats,           PENDING,                      NONE,                         NONE,                         1) \
-  ROW(radius_global_cfg,             PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(radius_accounting_cfg,         PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(radius_accounting_stats_clear, NONE,                         PENDING,                      NONE,                         1) \
-  ROW(radius_accounting_stats,       PENDING,                      NONE,                         NONE,                         1) \
+  ROW(dot1x_auth_list,               dot1x_auth_list_get,          dot1x_auth_list_post,         NONE,                         1) \
+  ROW(http_https_auth_list,          http_https_auth_list_get,     http_https_auth_list_post,    NONE,                         1) \
+  ROW(radius_server_cfg,             radius_server_cfg_get,        radius_server_cfg_post,       radius_server_cfg_delete,     1) \
+  ROW(radius_server_stats,           radius_server_stats_get,      NONE,                         NONE,                         1) \
+  ROW(radius_global_cfg,             radius_global_cfg_get,        radius_global_cfg_post,       NONE,                         1) \
+  ROW(radius_accounting_cfg,         radius_accounting_cfg_get,    radius_accounting_cfg_post,   NONE,                         1) \
+  ROW(radius_accounting_stats_clear, NONE,                         radius_accounting_stats_clear_post, NONE,                         1) \
+  ROW(radius_accounting_stats,       radius_accounting_stats_get,  NONE,                         NONE,                         1) \
   ROW(loop_protection_clear,         NONE,                         loop_protection_clear_post,   NONE,                         1) \
   ROW(loopprotection_global_cfg,     loopprotection_global_cfg_get, loopprotection_global_cfg_post, NONE,                         1) \
   ROW(loop_protection_cfg,           loop_protection_cfg_get,      loop_protection_cfg_post,     NONE,                         1) \
   ROW(auto_dos_cfg,                  auto_dos_cfg_get,             auto_dos_cfg_post,            NONE,                         1) \
   ROW(dos_service_cfg,               dos_service_cfg_get,          dos_service_cfg_post,         NONE,                         1) \
-  ROW(dot1x_eapol_stats,             PENDING,                      PENDING,                      NONE,                         1) \
+  ROW(dot1x_eapol_stats,             dot1x_eapol_stats_get,        dot1x_eapol_stats_post,       NONE,                         1) \
   /* Switching */ \
   ROW(lldp_local_device,             PENDING,                      NONE,                         NONE,                         0) \
   ROW(lldpmed_polcy,                 PENDING,                      NONE,                         NONE,                         0) \

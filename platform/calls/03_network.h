@@ -1,5 +1,6 @@
 // Addresses and the management network: address texts, the management VLAN
-// and address, routing-interface lookups.
+// and address, routing-interface lookups. InetAton converts a dotted IPv4
+// text; InetAddrGet an IPv4 or IPv6 text into an address with its family.
 #pragma once
 
 #include "platform/family.h"
@@ -9,6 +10,8 @@
 #define VELTRUM_CALLS_network(X)                                                                   \
   X(rpcclt_openapiInetAton,                                                                        \
     (openapiClientHandle_t * client, const open_buffdesc *ipAddrText, uint32_t *ipAddr))           \
+  X(rpcclt_openapiInetAddrGet,                                                                     \
+    (openapiClientHandle_t * client, const open_buffdesc *ipAddrText, open_inet_addr_t *ipAddr))   \
   X(rpcclt_openapiNetworkMgmtVlanGet, (openapiClientHandle_t * client, uint32_t *vlanId))          \
   X(rpcclt_openapiRtrVlanIntfIfNumGet,                                                             \
     (openapiClientHandle_t * client, uint32_t vlanId, uint32_t *ifNum))                            \

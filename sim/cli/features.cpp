@@ -45,9 +45,9 @@ const SettingSpec kSettings[] = {
     {"cos.intf.trust", Scope::Intf, int64_t{kTrustDot1p}, kTrustUntrusted, kTrustIpDscp},
     {"ptp.e2e", Scope::Global, int64_t{0}, 0, 1},
     {"ptp.intf.e2e", Scope::Intf, int64_t{1}, 0, 1, true, kPhy},
-    {"radius.acct.mode", Scope::Global, int64_t{0}, 0, 1},
-    {"dot1x.intf.reauth_period", Scope::Intf, int64_t{3600}, 1, 65535, true, kPhy},
-    {"dot1x.intf.reauth", Scope::Intf, int64_t{0}, 0, 1, true, kPhy},
+    {"radius.accounting", Scope::Global, int64_t{0}, 0, 1},
+    {"authmgr.intf.reauth_period", Scope::Intf, int64_t{3600}, 1, 65535, true, kPhy},
+    {"authmgr.intf.periodic", Scope::Intf, int64_t{0}, 0, 1, true, kPhy},
     {"cli.fault", Scope::Global, int64_t{kFaultNone}, kFaultNone, kFaultHangUpInConfig, false},
 };
 const TableSpec kRadiusAcctServerTable{"radius_acct_servers", cli::kRadiusAcctServers, true};

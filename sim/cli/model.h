@@ -20,12 +20,12 @@
 //   cos.intf.queue.Q.*       I  the same three per interface
 //   ptp.e2e                  G  0/1, the end-to-end transparent clock
 //   ptp.intf.e2e             I  0/1 per physical port, default 1
-//   radius.acct.mode         G  0/1, RADIUS accounting
-//   dot1x.intf.reauth_period I  seconds, 1-65535, default 3600 (physical ports)
-//   dot1x.intf.reauth        I  0/1 periodic re-authentication (physical ports)
+//   radius.accounting        G  0/1, RADIUS accounting
+//   authmgr.intf.reauth_period I  seconds, 1-65535, default 3600 (physical ports)
+//   authmgr.intf.periodic    I  0/1 periodic re-authentication (physical ports)
 //   cli.fault                G  CliFault, dynamic: a fault the telnet service plays (tests)
 // Tables:
-//   radius_acct_servers      host -> {"port"}; at most 32
+//   radius_acct_servers      host -> {"name", "port", "secret"} (the RADIUS family's); at most 32
 //   snooping_ssm_groups      (vlan, group, ifNum) -> {"include" 0/1, "sources" "a,b,..."};
 //                            dynamic (learned from IGMPv3 reports)
 #pragma once

@@ -331,7 +331,7 @@ std::string Shell::config(Args &a) {
     if (a.is(k + 1, "accounting")) {
       a.expect(k + 2, "mode");
       a.end(k + 3);
-      store.set("radius.acct.mode", int64_t{no ? 0 : 1});
+      store.set("radius.accounting", int64_t{no ? 0 : 1});
       return "";
     }
     a.expect(k + 1, "server");
@@ -351,7 +351,12 @@ std::string Shell::config(Args &a) {
       port = a.number(k + 6, 1, 65535);
       a.end(k + 7);
     }
-    if (servers.upsert({host}, {{"port", port}}) == OPEN_E_FULL)
+    // A server the switch has keeps its name and secret; a new one is named
+    // by its address and has no secret of its own.
+    Record server{{"name", host}, {"secret", std::string()}};
+    if (const Record *old = servers.find({host})) server = *old;
+    server["port"] = port;
+    if (servers.upsert({host}, std::move(server)) == OPEN_E_FULL)
       refuse("The maximum of %zu accounting servers is configured already.", kRadiusAcctServers);
     return "";
   }
@@ -387,19 +392,19 @@ std::string Shell::interface_mode(Args &a) {
   if (a.is(k, "dot1x")) {
     if (a.is(k + 1, "re-authentication")) {
       a.end(k + 2);
-      set_each("dot1x.intf.reauth", no ? 0 : 1);
+      set_each("authmgr.intf.periodic", no ? 0 : 1);
       return "";
     }
     a.expect(k + 1, "timeout");
     a.expect(k + 2, "reauth-period");
-    int64_t period = std::get<int64_t>(store.spec("dot1x.intf.reauth_period").initial);
+    int64_t period = std::get<int64_t>(store.spec("authmgr.intf.reauth_period").initial);
     if (no) {
       a.end(k + 3);
     } else {
       period = a.number(k + 3, 1, 65535);
       a.end(k + 4);
     }
-    set_each("dot1x.intf.reauth_period", period);
+    set_each("authmgr.intf.reauth_period", period);
     return "";
   }
   a.invalid(k);
@@ -764,9 +769,9 @@ std::string Shell::show_running_interface(uint32_t ifNum) const {
   if (!strict.empty()) t.line("cos-queue strict%s", strict.c_str());
   if (!wred.empty()) t.line("cos-queue random-detect%s", wred.c_str());
   if (differs("ptp.intf.e2e")) t.line("%sptp clock e2e-transparent", s.integer("ptp.intf.e2e", ifNum) ? "" : "no ");
-  if (differs("dot1x.intf.reauth_period"))
-    t.line("dot1x timeout reauth-period %lld", static_cast<long long>(s.integer("dot1x.intf.reauth_period", ifNum)));
-  if (differs("dot1x.intf.reauth")) t.line("dot1x re-authentication");
+  if (differs("authmgr.intf.reauth_period"))
+    t.line("dot1x timeout reauth-period %lld", static_cast<long long>(s.integer("authmgr.intf.reauth_period", ifNum)));
+  if (differs("authmgr.intf.periodic")) t.line("dot1x re-authentication");
   if (differs("dai.intf.trust")) t.line("ip arp inspection trust");
   if (differs("dai.intf.rate") || differs("dai.intf.burst")) {
     int64_t rate = s.integer("dai.intf.rate", ifNum);
@@ -831,7 +836,7 @@ std::string Shell::show_ssm_groups() const {
 std::string Shell::show_radius_accounting() const {
   const Store &s = sim_.store();
   Text t;
-  t.dotted("RADIUS Accounting Mode", enabled(s.integer("radius.acct.mode")), 46);
+  t.dotted("RADIUS Accounting Mode", enabled(s.integer("radius.accounting")), 46);
   t.line("%s", "");
   t.line("Host Address              Port");
   t.line("------------------------  -----");

@@ -19,6 +19,17 @@ open_error_t read_integer(const Store &store, const char *key, uint32_t index, T
   return OPEN_E_NONE;
 }
 
+// Implements a call (client, T *out) that answers a constant of the
+// switch (a maximum length, say).
+template <auto Id, typename T>
+void implement_constant(Sim &sim, T value) {
+  sim.implement<Id>([value](openapiClientHandle_t *, T *out) {
+    if (!out) return OPEN_E_PARAM;
+    *out = value;
+    return OPEN_E_NONE;
+  });
+}
+
 // A MAC address as the switch keeps it: upper-case hexadecimal digits.
 inline std::string mac_key(std::string mac) {
   for (char &c : mac) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));

@@ -40,6 +40,24 @@ VELTRUM_SIM_PART(network, kFamily) {
         return OPEN_E_NONE;
       });
 
+  sim.implement<CallId::rpcclt_openapiInetAddrGet>(
+      [](openapiClientHandle_t *, const open_buffdesc *text, open_inet_addr_t *addr) {
+        if (!addr) return OPEN_E_PARAM;
+        std::string t = buffer_text(text);
+        open_inet_addr_t result{};
+        uint32_t v4 = 0;
+        if (parse_ipv4(t, v4)) {
+          result.family = OPEN_AF_INET;
+          result.addr.ipv4 = v4;
+        } else if (inet_pton(AF_INET6, t.c_str(), result.addr.ipv6) == 1) {
+          result.family = OPEN_AF_INET6;
+        } else {
+          return OPEN_E_PARAM;
+        }
+        *addr = result;
+        return OPEN_E_NONE;
+      });
+
   sim.implement<CallId::rpcclt_openapiNetworkMgmtVlanGet>([&sim](openapiClientHandle_t *, uint32_t *vlan) {
     if (!vlan) return OPEN_E_PARAM;
     *vlan = static_cast<uint32_t>(sim.store().integer("network.mgmt_vlan"));

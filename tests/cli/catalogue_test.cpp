@@ -220,9 +220,12 @@ TEST_F(CatalogueTest, SnoopingSourceSpecificGroups) {
 
 TEST_F(CatalogueTest, RadiusAccountingServers) {
   ASSERT_EQ(radius_acct_server_add("10.9.8.7"), 0) << last_error_text;
-  EXPECT_EQ(simd().setting("radius.acct.mode"), 1);
-  EXPECT_NE(simd().control().get("radius_acct_servers").find(R"({"key":["10.9.8.7"],"record":{"port":1813}})"),
-            std::string::npos);
+  EXPECT_EQ(simd().setting("radius.accounting"), 1);
+  // The server the CLI added is the RADIUS family's, with its name and no secret.
+  EXPECT_NE(simd().control().get("radius_acct_servers").find(
+                R"({"key":["10.9.8.7"],"record":{"name":"10.9.8.7","port":1813,"secret":""}})"),
+            std::string::npos)
+      << simd().control().get("radius_acct_servers");
   ASSERT_EQ(radius_acct_server_add("acct.example.net"), 0);
   char answer[kCliAnswerSize];
   ASSERT_EQ(fastpath_cli_cmd("show radius accounting", answer, sizeof answer), 0);
@@ -253,16 +256,16 @@ TEST_F(CatalogueTest, RadiusAccountingServers) {
 TEST_F(CatalogueTest, Dot1xReauthentication) {
   ASSERT_EQ(dot1x_reauth_set(8, 1200), 0) << last_error_text;
   for (uint32_t port = 1; port <= 8; ++port) {
-    EXPECT_EQ(simd().setting("dot1x.intf.reauth_period", port), 1200);
-    EXPECT_EQ(simd().setting("dot1x.intf.reauth", port), 1);
+    EXPECT_EQ(simd().setting("authmgr.intf.reauth_period", port), 1200);
+    EXPECT_EQ(simd().setting("authmgr.intf.periodic", port), 1);
   }
-  EXPECT_EQ(simd().setting("dot1x.intf.reauth_period", 9), 3600);
-  EXPECT_EQ(simd().setting("dot1x.intf.reauth", 9), 0);
+  EXPECT_EQ(simd().setting("authmgr.intf.reauth_period", 9), 3600);
+  EXPECT_EQ(simd().setting("authmgr.intf.periodic", 9), 0);
 
   EXPECT_EQ(dot1x_reauth_set(29, 100), kCliFailed);  // 28 ports
   EXPECT_STREQ(last_error_text, "Failed to set reauth period : 100");
   EXPECT_EQ(dot1x_reauth_set(4, 0), kCliFailed);
-  EXPECT_EQ(simd().setting("dot1x.intf.reauth_period", 1), 1200);
+  EXPECT_EQ(simd().setting("authmgr.intf.reauth_period", 1), 1200);
 }
 
 TEST_F(CatalogueTest, ShowFilesAreOnlyWrittenForCatalogueNames) {

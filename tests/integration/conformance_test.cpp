@@ -204,14 +204,16 @@ class Conformance : public veltrum::test::LoggedInSuite, public ::testing::WithP
 
   // A valid element for index n: its current values where the switch
   // lists them, changed where the check knows another valid value; null
-  // when some posted member has no value to give.
+  // when some posted member has no value to give. A key declared by
+  // several fields (one value, several checks or calls) takes its value
+  // from the first.
   JsonPtr element(int n, json_object *current_doc, bool change) {
     JsonPtr idx = index_of(n);
     json_object *current = current_doc ? listed_element(current_doc, idx.get()) : nullptr;
     JsonPtr el(json_object_new_object());
     for (size_t i = 0; i < res_->fields.size(); ++i) {
       const Field &f = res_->fields[i];
-      if (!posted(*res_, i)) continue;
+      if (!posted(*res_, i) || json_object_object_get_ex(el.get(), f.key, nullptr)) continue;
       json_object *v = nullptr;
       if (is_index(*res_, i)) {
         v = json_object_get(json_at(idx.get(), {f.key}));

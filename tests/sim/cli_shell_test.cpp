@@ -57,8 +57,8 @@ TEST_F(CliShellTest, ModesAndPrompts) {
   run(shell, "interface g1-g4");
   EXPECT_EQ(shell.prompt(), "(Veltrum) (Interface g1-g4)#");
   EXPECT_EQ(run(shell, "dot1x timeout reauth-period 90"), "");
-  for (uint32_t port = 1; port <= 4; ++port) EXPECT_EQ(integer("dot1x.intf.reauth_period", port), 90);
-  EXPECT_EQ(integer("dot1x.intf.reauth_period", 5), 3600);
+  for (uint32_t port = 1; port <= 4; ++port) EXPECT_EQ(integer("authmgr.intf.reauth_period", port), 90);
+  EXPECT_EQ(integer("authmgr.intf.reauth_period", 5), 3600);
   run(shell, "exit");
   EXPECT_EQ(shell.mode(), Shell::Mode::Config);
   run(shell, "interface 0/33");
