@@ -94,6 +94,14 @@ class Sim : public rpc::CallSink, public IndexOracle {
   // Run at every factory reset (and at start before the saved
   // configuration is applied) to put the default rows into tables.
   void on_factory_defaults(std::function<void(Sim &)> seed) { seeds_.push_back(std::move(seed)); }
+  // Run at every boot of the switch (the service's start and each reload),
+  // under the lock, before the saved configuration is applied.
+  void on_boot(std::function<void(Sim &)> boot) { boots_.push_back(std::move(boot)); }
+  // Run after a control call has written a setting or a table row (`name`),
+  // under the lock: a part whose state shows outside the store follows it.
+  void on_state_set(std::function<void(Sim &, const std::string &name)> hook) {
+    state_hooks_.push_back(std::move(hook));
+  }
   // Run when the service stops, before its connections end (a part that
   // runs work outside the lock ends it here).
   void on_shutdown(std::function<void()> stop) { shutdown_.push_back(std::move(stop)); }
@@ -111,9 +119,10 @@ class Sim : public rpc::CallSink, public IndexOracle {
   // Configuration life cycle. load_config takes the lock (the process main
   // calls it at start); the others are for implementations, which run
   // under the lock already.
-  void load_config();          // defaults, then the saved file
+  void load_config();          // a boot: defaults, then the saved file
   bool save_running_config();  // the running configuration to the saved file
   void factory_reset_locked(); // defaults, saved file removed
+  void reload_locked();        // a reboot: the boot hooks, defaults, then the saved file
 
   // Lets a control call take the service down (set by the process main).
   void set_server(rpc::Server *server) { server_ = server; }
@@ -139,6 +148,8 @@ class Sim : public rpc::CallSink, public IndexOracle {
   std::vector<FirmwareImage> images_;
   Store store_;
   std::vector<std::function<void(Sim &)>> seeds_;
+  std::vector<std::function<void(Sim &)>> boots_;
+  std::vector<std::function<void(Sim &, const std::string &)>> state_hooks_;
   std::vector<std::function<void()>> shutdown_;
   rpc::Server *server_ = nullptr;
 
