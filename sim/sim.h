@@ -43,11 +43,14 @@ struct Interface {
   std::string name;
 };
 
-// A firmware image in the switch's flash: not configuration, so neither a
-// reload nor a factory reset changes it.
+// A firmware image slot in the switch's flash: not configuration, so
+// neither a reload nor a factory reset changes it. The slot holds an image
+// file (sim/fw_image.h) under the device root; the firmware part
+// (sim/features/firmware.cpp) keeps these records, the files and the flash's
+// own record of them in step, and boots the image marked next.
 struct FirmwareImage {
   std::string label;        // "image1", "image2"
-  std::string version;      // four dotted numbers
+  std::string version;      // four dotted numbers; "" while the slot is empty
   std::string description;
   bool active;              // the image the switch runs
   bool next_active;         // the image the next boot runs
