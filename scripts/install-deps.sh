@@ -8,6 +8,7 @@ packages=(
   libmicrohttpd-dev libjson-c-dev libssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcurl4-openssl-dev
   iputils-ping traceroute curl openssl wrk procps psmisc
+  lighttpd lighttpd-mod-openssl
 )
 
 missing=()

@@ -3,12 +3,17 @@
 //   veltrum-fwimage build --version V [--description TEXT]
 //                         (--payload FILE | --payload-size BYTES) --out FILE
 //   veltrum-fwimage info FILE
+//   veltrum-fwimage offer FILE
 //
 // "build" writes an image of the payload (a given file, or BYTES of
 // pseudo-random data that depend on the version only, so a build is
 // repeatable). "info" checks an image as the switch does and prints
 // {"version", "description", "size", "sha256"}: the size and the SHA-256
 // digest are those of the whole file, as an update server announces them.
+// "offer" prints the simulator's "firmware_offer" row for the file
+// ({"key": [1], "record": {"file", "version", "sha256", "size"}}), which
+// `veltrum-simctl set firmware_offer` takes: the platform then tells the
+// agent to fetch that file from the update server.
 // An invalid image is reported on standard error, with exit status 1.
 #include <cstdint>
 #include <cstdio>
@@ -32,7 +37,8 @@ namespace {
   std::fprintf(stderr,
                "usage: veltrum-fwimage build --version V [--description TEXT] "
                "(--payload FILE | --payload-size BYTES) --out FILE\n"
-               "       veltrum-fwimage info FILE\n");
+               "       veltrum-fwimage info FILE\n"
+               "       veltrum-fwimage offer FILE\n");
   std::exit(2);
 }
 
@@ -104,7 +110,7 @@ int build(int argc, char **argv) {
   return 0;
 }
 
-int info(int argc, char **argv) {
+int describe(int argc, char **argv, bool as_offer) {
   if (argc != 3) usage();
   std::string file;
   if (!read_whole(argv[2], file)) fail(std::string("cannot read ") + argv[2]);
@@ -113,10 +119,24 @@ int info(int argc, char **argv) {
   if (error != veltrum::fwimage::ImageError::None)
     fail(std::string(argv[2]) + ": " + veltrum::fwimage::image_error_text(error));
   JsonPtr out(json_object_new_object());
+  if (as_offer) {
+    std::string name = argv[2];
+    name = name.substr(name.find_last_of('/') + 1);
+    json_object_object_add(out.get(), "file", json_object_new_string(name.c_str()));
+  }
   json_object_object_add(out.get(), "version", json_object_new_string(image.version.c_str()));
-  json_object_object_add(out.get(), "description", json_object_new_string(image.description.c_str()));
+  if (!as_offer)
+    json_object_object_add(out.get(), "description", json_object_new_string(image.description.c_str()));
   json_object_object_add(out.get(), "size", json_object_new_int64(static_cast<int64_t>(file.size())));
   json_object_object_add(out.get(), "sha256", json_object_new_string(veltrum::fwimage::sha256_hex(file).c_str()));
+  if (as_offer) {
+    JsonPtr row(json_object_new_object());
+    json_object *key = json_object_new_array();
+    json_object_array_add(key, json_object_new_int(1));
+    json_object_object_add(row.get(), "key", key);
+    json_object_object_add(row.get(), "record", json_object_get(out.get()));
+    out = std::move(row);
+  }
   std::printf("%s\n", json_text(out.get()).c_str());
   return 0;
 }
@@ -126,6 +146,7 @@ int info(int argc, char **argv) {
 int main(int argc, char **argv) {
   if (argc < 2) usage();
   if (std::strcmp(argv[1], "build") == 0) return build(argc, argv);
-  if (std::strcmp(argv[1], "info") == 0) return info(argc, argv);
+  if (std::strcmp(argv[1], "info") == 0) return describe(argc, argv, false);
+  if (std::strcmp(argv[1], "offer") == 0) return describe(argc, argv, true);
   usage();
 }
