@@ -13,6 +13,7 @@
 #include <cstring>
 #include <limits>
 
+#include "core/agent.h"
 #include "core/platform_client.h"
 #include "core/response.h"
 #include "support/log.h"
@@ -24,17 +25,9 @@ namespace veltrum::jobs {
 
 namespace {
 
-constexpr const char *kUpdateStateTexts[] = {
-    "Firmware Update None",
-    "Firmware Update in Progress",
-    "Firmware Download Started",
-    "Firmware Download Timed-Out",
-    "Firmware Download Failed",
-    "Firmware Download Success",
-    "Firmware Validation and Upgrade Started",
-    "Firmware Validation and Upgrade Failed",
-    "Firmware Validation and Upgrade Success",
-    "Firmware Upgrade OpEN API Failed",
+// After the application status texts of the firmware update (2..11).
+constexpr int kFirstUpdateStatus = APP_STATUS_FW_UPDATE_NONE;
+constexpr const char *kUpdateReloadTexts[] = {
     "Device Reboot or Reload Failed by Firmware Upgrade",
     "Device Rebooted or Reloaded by Firmware Upgrade",
 };
@@ -112,7 +105,11 @@ void FwSegment::set_total(int32_t total) {
   if (progress_) progress_->totalSize = total;
 }
 
-const char *update_state_text(int32_t state) { return state_text(kUpdateStateTexts, state); }
+const char *update_state_text(int32_t state) {
+  constexpr int32_t kFromStatus = APP_STATUS_COUNT - kFirstUpdateStatus;
+  if (state >= 0 && state < kFromStatus) return app_status_text(kFirstUpdateStatus + state);
+  return state_text(kUpdateReloadTexts, state - kFromStatus);
+}
 const char *download_state_text(int32_t state) { return state_text(kDownloadStateTexts, state); }
 
 float percent_of(long long part, long long whole) {

@@ -57,8 +57,27 @@ class FwSegment {
   Failure failure_ = Failure::None;
 };
 
-// Texts of the firmware update's states (0..11), and of the download's
-// (0..12); "" outside.
+// The states of a flow. Both tables number them alike; the download alone
+// has 12.
+enum FwState : int32_t {
+  kFwNone = 0,
+  kFwInProgress = 1,
+  kFwDownloadStarted = 2,
+  kFwDownloadTimedOut = 3,
+  kFwDownloadFailed = 4,
+  kFwDownloadSuccess = 5,
+  kFwUpgradeStarted = 6,
+  kFwUpgradeFailed = 7,
+  kFwUpgradeSuccess = 8,
+  kFwApiFailed = 9,
+  kFwReloadFailed = 10,
+  kFwReloaded = 11,
+  kFwChecksumFailed = 12,
+};
+
+// Texts of the firmware update's states (0..11: the application status
+// texts of the firmware update, then the two of the reload), and of the
+// download's (0..12); "" outside.
 const char *update_state_text(int32_t state);
 const char *download_state_text(int32_t state);
 

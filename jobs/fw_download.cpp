@@ -52,6 +52,7 @@
 using veltrum::handler::Outcome;
 using veltrum::jobs::FwSegment;
 using veltrum::jobs::message;
+using enum veltrum::jobs::FwState;
 
 namespace {
 
@@ -64,20 +65,7 @@ constexpr const char *kBetaMarker = "/etc/beta_firmware";
 constexpr const char *kServerFile = "/etc/veltrum/update_server";
 constexpr size_t kNameSize = 128;  // a file name of up to 127 characters
 constexpr size_t kUrlSize = 512;
-constexpr size_t kDigestText = 64;
 constexpr uint32_t kUnit = 1;
-
-enum DownloadState : int32_t {
-  kStarted = 2,
-  kFailed = 4,
-  kValidating = 6,
-  kUpgradeFailed = 7,
-  kUpgraded = 8,
-  kApiFailed = 9,
-  kReloadFailed = 10,
-  kReloaded = 11,
-  kChecksumFailed = 12,
-};
 
 struct ModelDirectory {
   const char *model;
@@ -203,28 +191,28 @@ int download_child(const DownloadRequest &r) {
                      : "Shared Memory shmat() Error from file_download child.");
     return 1;
   }
-  segment.set_state(kStarted, 1);
+  segment.set_state(kFwDownloadStarted, 1);
 
   std::string url = download_url(&client, r.file);
   std::string image = device_path(kImageFile);
   ::unlink(image.c_str());
-  if (url.empty()) return finish(segment, kFailed);
+  if (url.empty()) return finish(segment, kFwDownloadFailed);
   int rc = veltrum::jobs::run_curl({"--speed-time", "5", "--speed-limit", "1024", "--cacert",
                                     device_path(veltrum::jobs::kCertBundle), "-L", "-s", "-o", image, url});
   if (rc != 0 || !exists(image.c_str())) {
     agent_log(7, "Firmware download failed (%d).", rc);
-    return finish(segment, kFailed);
+    return finish(segment, kFwDownloadFailed);
   }
 
   char label[16];
   std::snprintf(label, sizeof label, "image%d", r.partition);
-  segment.set_state(kValidating, 1);
+  segment.set_state(kFwUpgradeStarted, 1);
   char expected[kUrlSize] = {};
   std::string digest = file_digest(image);
   if (!digest.empty() && first_line(kMagicFile, expected, sizeof expected) == LineRead::Ok &&
       std::strncmp(digest.c_str(), expected, digest.size()) != 0) {
     agent_log(7, "Firmware checksum mismatch.");
-    return finish(segment, kChecksumFailed);
+    return finish(segment, kFwChecksumFailed);
   }
 
   std::string path = kImageFile;
@@ -232,23 +220,23 @@ int download_child(const DownloadRequest &r) {
   open_buffdesc l{static_cast<uint32_t>(std::strlen(label) + 1), label};
   if (rpcclt_openapiImageUpgrade(&client, &p, &l) != OPEN_E_NONE) {
     agent_log(1, "Firmware Upgrade Failed (invalid firmware or bad checksum).");
-    return finish(segment, kUpgradeFailed);
+    return finish(segment, kFwUpgradeFailed);
   }
-  segment.set_state(kUpgraded, 1);
+  segment.set_state(kFwUpgradeSuccess, 1);
   if (r.activate) {
     if ((rc = veltrum::jobs::image_activate(&client, kUnit, label)) != OPEN_E_NONE && rc != OPEN_E_EXISTS) {
       agent_log(7, "openapiImageActivate Failed (%d).", rc);
-      return finish(segment, kApiFailed);
+      return finish(segment, kFwApiFailed);
     }
     if (r.reboot) {
       if ((rc = rpcclt_openapiSystemReload(&client)) != OPEN_E_NONE) {
         agent_log(7, "Firmware upgrade, System Reload or Reboot Failed (%d), Please reboot by Admin", rc);
-        return finish(segment, kReloadFailed);
+        return finish(segment, kFwReloadFailed);
       }
-      return finish(segment, kReloaded);
+      return finish(segment, kFwReloaded);
     }
   }
-  return finish(segment, kUpgraded);
+  return finish(segment, kFwUpgradeSuccess);
 }
 
 // The file name the platform offers: LineRead::Ok with a plain name.

@@ -40,25 +40,13 @@
 using veltrum::handler::Outcome;
 using veltrum::jobs::FwSegment;
 using veltrum::jobs::message;
+using enum veltrum::jobs::FwState;
 
 namespace {
 
 constexpr int kDefaultTimeout = 600;
 constexpr unsigned kSettleSeconds = 15;
 constexpr int kCurlTimedOut = 28;
-
-enum UpdateState : int32_t {
-  kDownloadStarted = 2,
-  kDownloadTimedOut = 3,
-  kDownloadFailed = 4,
-  kDownloadSuccess = 5,
-  kUpgradeStarted = 6,
-  kUpgradeFailed = 7,
-  kUpgradeSuccess = 8,
-  kApiFailed = 9,
-  kReloadFailed = 10,
-  kReloaded = 11,
-};
 
 struct UpdateRequest {
   bool reboot = false;
@@ -77,7 +65,7 @@ int finish(FwSegment &segment, int32_t state, int status) {
 
 int api_failed(FwSegment &segment, const char *format, int result) {
   veltrum::jobs::log_result(7, format, result);
-  return finish(segment, kApiFailed, 1);
+  return finish(segment, kFwApiFailed, 1);
 }
 
 // The child "fw_update": its exit status.
@@ -95,19 +83,19 @@ int update_child(const UpdateRequest &r) {
   segment.clear();
   segment.set_total(veltrum::jobs::announced_length(r.url, r.timeout));
 
-  segment.set_state(kDownloadStarted, 1);
+  segment.set_state(kFwDownloadStarted, 1);
   int rc = veltrum::jobs::run_curl({"--cacert", device_path(veltrum::jobs::kCertBundle), "-m",
                                     std::to_string(r.timeout), "-o", device_path(image_path()), "--globoff", r.url});
   if (rc == kCurlTimedOut) {
     agent_log(7, "Firmware Download Time-Out (%d).", rc);
-    return finish(segment, kDownloadTimedOut, 0);
+    return finish(segment, kFwDownloadTimedOut, 0);
   }
   if (rc != 0) {
     agent_log(7, "Firmware Download Failed (%d).", rc);
-    return finish(segment, kDownloadFailed, 0);
+    return finish(segment, kFwDownloadFailed, 0);
   }
   agent_log(7, "Firmware Download Successful.");
-  segment.set_state(kDownloadSuccess, 1);
+  segment.set_state(kFwDownloadSuccess, 1);
 
   veltrum::jobs::LabelText label1{}, label2{}, version1{}, version2{}, active{};
   uint32_t unit = 0;
@@ -127,16 +115,16 @@ int update_child(const UpdateRequest &r) {
     target = label1;
   agent_log(7, "Firmware upgrade, Active label is '%s', flashing '%s' image label.", active, target);
 
-  segment.set_state(kUpgradeStarted, 1);
+  segment.set_state(kFwUpgradeStarted, 1);
   std::string file = image_path();
   open_buffdesc path{static_cast<uint32_t>(file.size() + 1), file.data()};
   open_buffdesc label{static_cast<uint32_t>(std::strlen(target) + 1), const_cast<char *>(target)};
   if (rpcclt_openapiImageUpgrade(&client, &path, &label) != OPEN_E_NONE) {
     agent_log(1, "Firmware Upgrade Failed (invalid firmware or bad checksum).");
-    return finish(segment, kUpgradeFailed, 1);
+    return finish(segment, kFwUpgradeFailed, 1);
   }
 
-  segment.set_state(kUpgradeSuccess, 1);
+  segment.set_state(kFwUpgradeSuccess, 1);
   ::unlink(device_path(file).c_str());
   ::unlink(device_path(std::string(veltrum::jobs::kDownloadDir) + "/bootpkg").c_str());
 
@@ -146,17 +134,17 @@ int update_child(const UpdateRequest &r) {
   if ((rc = veltrum::jobs::image_activate(&client, unit, target)) != OPEN_E_NONE)
     return api_failed(segment, "openapiImageActivate Failed (%d).", rc);
 
-  segment.set_state(kUpgradeSuccess, 0);
+  segment.set_state(kFwUpgradeSuccess, 0);
   ::sleep(kSettleSeconds);
   agent_log(1, "Firmware Upgrade Successful (%s).", r.reboot ? "Rebooting device" : "Reboot device now");
   if (!r.reboot) {
     if (!segment.detach()) agent_log(7, "Shared memory shmdt() error from fw_update child.");
     return 0;
   }
-  if ((rc = rpcclt_openapiSystemReload(&client)) == OPEN_E_NONE) return finish(segment, kReloaded, 0);
+  if ((rc = rpcclt_openapiSystemReload(&client)) == OPEN_E_NONE) return finish(segment, kFwReloaded, 0);
   // The failure ending reports an API failure: 10 is overwritten by 9, as
   // the clients have always seen it.
-  segment.set_state(kReloadFailed, 0);
+  segment.set_state(kFwReloadFailed, 0);
   return api_failed(segment, "Firmware upgrade, System Reload or Reboot Failed (%d), Please reboot by Admin", rc);
 }
 
