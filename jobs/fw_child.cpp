@@ -159,3 +159,13 @@ bool child_running(pid_t pid) {
 }
 
 }  // namespace veltrum::jobs
+
+namespace veltrum::jobs {
+
+size_t children_running() {
+  Children &c = children();
+  std::lock_guard<std::mutex> lock(c.mutex);
+  return c.running.size();
+}
+
+}  // namespace veltrum::jobs

@@ -24,6 +24,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <functional>
 
 namespace veltrum::jobs {
@@ -33,7 +34,9 @@ namespace veltrum::jobs {
 // not be forked or watched (nothing runs then).
 pid_t start_child(const char *name, const std::function<int()> &body);
 
-// Whether a child started by start_child still runs (not yet reaped).
+// Whether a child started by start_child still runs (not yet reaped), and
+// how many do.
 bool child_running(pid_t pid);
+size_t children_running();
 
 }  // namespace veltrum::jobs

@@ -28,7 +28,9 @@
 //   running image, the one that boots next and the progress of the download;
 //   "devicefirmwareupdate" (POST) starts the update: it fetches the offered
 //   firmware into the image that does not run, marks that image to boot
-//   next once it is written and, when asked, reloads the switch.
+//   next once it is written and, when asked, reloads the switch. It is
+//   refused while a firmware flow of this agent runs (the segment's busy
+//   mark would outlast a flow ended by an agent restart).
 #include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -323,12 +325,6 @@ bool read_offer(char (&name)[kNameSize], char (&version)[kNameSize]) {
   return true;
 }
 
-// Whether a flow reports a step under way.
-bool update_busy() {
-  FwSegment segment(FwSegment::Mode::Existing);
-  return segment.failure() == FwSegment::Failure::None && segment.read().busy == 1;
-}
-
 }  // namespace
 
 VELTRUM_HANDLER(fw_download_post) {
@@ -429,7 +425,7 @@ VELTRUM_HANDLER(devicefirmwareupdate_post) {
   } else if (!json_object_object_get_ex(body, "rebootNow", &reboot)) {
     message("Parsing Error 'rebootNow' object.");
     out.rc = -99;
-  } else if (update_busy()) {
+  } else if (veltrum::jobs::children_running() > 0) {
     message("A firmware update is in progress");
   } else if (!read_offer(name, version) || read_images(images) != OPEN_E_NONE) {
     // the message is set

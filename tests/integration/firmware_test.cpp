@@ -252,6 +252,7 @@ TEST_F(FirmwareTest, ImageViewsAndTheDowngradeCheck) {
 }
 
 TEST_F(FirmwareTest, ActiveImageRefusalsAndTheImageThatRunsAlready) {
+  size_t mark = harness().agent_log_size();
   HttpResponse r = post("active_image", R"({"active_image":{"label":"image3"}})");
   EXPECT_EQ(resp_code(r), -22);
   EXPECT_EQ(resp_code(post("active_image", R"({"active_image":{}})")), -99);
@@ -260,6 +261,10 @@ TEST_F(FirmwareTest, ActiveImageRefusalsAndTheImageThatRunsAlready) {
 
   EXPECT_EQ(post("active_image", R"({"active_image":{"label":"image1"}})").body, kSuccess);
   EXPECT_TRUE(calls("ImageActivate").empty()) << "the running image is not activated again";
+  std::string log = harness().agent_log_since(mark);
+  EXPECT_NE(log.find("Invalid label (image3): supported values : (image1) or (image2)"), std::string::npos);
+  EXPECT_NE(log.find("Parsing error - active_image "), std::string::npos);
+  EXPECT_NE(log.find("The image:image1 is already activated."), std::string::npos);
 
   harness().sim().fail("rpcclt_openapiImageActivate", 1, OPEN_E_FAIL);
   EXPECT_EQ(resp_code(post("active_image", R"({"active_image":{"label":"image2"}})")), OPEN_E_FAIL);
@@ -292,6 +297,10 @@ TEST_F(FirmwareTest, ImageOperationsAndTheirDeletionCodes) {
   }
   EXPECT_TRUE(calls("ImageActivate").empty());
   EXPECT_TRUE(calls("ImageDelete").empty());
+  std::string log = harness().agent_log();
+  for (const char *text : {"Failed to parse image description", "Failed to parse image label",
+                           "Failed to validate image label", "Failed to set image operation -29"})
+    EXPECT_NE(log.find(text), std::string::npos) << text;
 
   // Copied back, the slot can be marked to boot next.
   EXPECT_EQ(post("copy_image", R"({"copy_image":{"srcImage":"image1","dstImage":"image2"}})").body, kSuccess);
@@ -543,6 +552,11 @@ TEST_F(FirmwareTest, CheckingForAndStartingAnUpdateFromTheServer) {
   EXPECT_EQ(json_string_at(c, {"fileName"}), "vsw-7.8.12.1.vfw");
   EXPECT_EQ(json_int_at(c, {"updateAvailable"}), 1);
   EXPECT_EQ(resp_code(post("devicefirmwareupdate", R"({"devicefirmwareupdate":{}})")), -99);
+
+  // Not while another flow runs.
+  ASSERT_EQ(update(server_->base() + "/slow/big.vfw", 600).body, kSuccess);
+  EXPECT_EQ(resp_code(post("devicefirmwareupdate", R"({"devicefirmwareupdate":{"rebootNow":true}})")), -1);
+  end_flows();
 
   ASSERT_EQ(post("devicefirmwareupdate", R"({"devicefirmwareupdate":{"rebootNow":true}})").body, kSuccess);
   ASSERT_TRUE(flow_ended());
