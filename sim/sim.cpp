@@ -185,7 +185,10 @@ void Sim::load_config() {
   load_locked();
 }
 
+void Sim::reload_locked() { load_locked(); }
+
 void Sim::load_locked() {
+  for (auto &boot : boots_) boot(*this);
   apply_defaults();
   std::string path = options_.root + SIM_SAVED_CONFIG_PATH;
   if (!exists(path.c_str())) return;
@@ -200,10 +203,12 @@ void Sim::factory_reset_locked() {
 }
 
 void Sim::reboot_locked(bool factory_defaults, std::chrono::milliseconds boot_time) {
-  if (factory_defaults)
+  if (factory_defaults) {
+    for (auto &boot : boots_) boot(*this);
     factory_reset_locked();
-  else
+  } else {
     load_locked();
+  }
   if (server_) server_->go_down_after_answer(boot_time);
 }
 
@@ -263,11 +268,15 @@ void Sim::install_control() {
       [this](openapiClientHandle_t *, const open_buffdesc *name, const open_buffdesc *json) {
         JsonPtr body(json_tokener_parse(buffer_text(json).c_str()));
         if (!body) return OPEN_E_PARAM;
-        return store_.poke(buffer_text(name), body.get());
+        std::string key = buffer_text(name);
+        open_error_t rc = store_.poke(key, body.get());
+        if (rc == OPEN_E_NONE)
+          for (auto &hook : state_hooks_) hook(*this, key);
+        return rc;
       });
   // Control calls run under the lock already.
   implement_control<ControlId::simctlReload>([this](openapiClientHandle_t *) {
-    load_locked();
+    reload_locked();
     return OPEN_E_NONE;
   });
   implement_control<ControlId::simctlFactoryReset>([this](openapiClientHandle_t *) {

@@ -44,11 +44,14 @@ struct Interface {
   std::string name;
 };
 
-// A firmware image in the switch's flash: not configuration, so neither a
-// reload nor a factory reset changes it.
+// A firmware image slot in the switch's flash: not configuration, so
+// neither a reload nor a factory reset changes it. The slot holds an image
+// file (sim/fw_image.h) under the device root; the firmware part
+// (sim/features/firmware.cpp) keeps these records, the files and the flash's
+// own record of them in step, and boots the image marked next.
 struct FirmwareImage {
   std::string label;        // "image1", "image2"
-  std::string version;      // four dotted numbers
+  std::string version;      // four dotted numbers; "" while the slot is empty
   std::string description;
   bool active;              // the image the switch runs
   bool next_active;         // the image the next boot runs
@@ -95,6 +98,14 @@ class Sim : public rpc::CallSink, public IndexOracle {
   // Run at every factory reset (and at start before the saved
   // configuration is applied) to put the default rows into tables.
   void on_factory_defaults(std::function<void(Sim &)> seed) { seeds_.push_back(std::move(seed)); }
+  // Run at every boot of the switch (the service's start and each reload),
+  // under the lock, before the saved configuration is applied.
+  void on_boot(std::function<void(Sim &)> boot) { boots_.push_back(std::move(boot)); }
+  // Run after a control call has written a setting or a table row (`name`),
+  // under the lock: a part whose state shows outside the store follows it.
+  void on_state_set(std::function<void(Sim &, const std::string &name)> hook) {
+    state_hooks_.push_back(std::move(hook));
+  }
   // Run when the service stops, before its connections end (a part that
   // runs work outside the lock ends it here).
   void on_shutdown(std::function<void()> stop) { shutdown_.push_back(std::move(stop)); }
@@ -112,9 +123,10 @@ class Sim : public rpc::CallSink, public IndexOracle {
   // Configuration life cycle. load_config takes the lock (the process main
   // calls it at start); the others are for implementations, which run
   // under the lock already.
-  void load_config();          // defaults, then the saved file
+  void load_config();          // a boot: defaults, then the saved file
   bool save_running_config();  // the running configuration to the saved file
   void factory_reset_locked(); // defaults, saved file removed
+  void reload_locked();        // a reboot: the boot hooks, defaults, then the saved file
   // A reboot as the platform's reload and factory-reset calls do it: the
   // configuration restarts from the saved file (or from factory defaults,
   // whose saved file is removed), and the service goes away once the
@@ -160,6 +172,8 @@ class Sim : public rpc::CallSink, public IndexOracle {
   std::vector<FirmwareImage> images_;
   Store store_;
   std::vector<std::function<void(Sim &)>> seeds_;
+  std::vector<std::function<void(Sim &)>> boots_;
+  std::vector<std::function<void(Sim &, const std::string &)>> state_hooks_;
   std::vector<std::function<void()>> shutdown_;
   rpc::Server *server_ = nullptr;
   ImageWriter image_writer_;

@@ -1,5 +1,6 @@
 #include "support/log.h"
 
+#include <pthread.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -14,6 +15,9 @@ namespace {
 
 // The logger's state. The first use reads VELTRUM_LOG_LEVEL so a developer
 // can quieten or widen the default threshold without touching the code.
+struct LogState;
+LogState &state();
+
 struct LogState {
   std::atomic<int> threshold{7};
   std::atomic<int> sink{static_cast<int>(LogSink::Stderr)};
@@ -22,6 +26,11 @@ struct LogState {
   std::once_flag syslog_opened;
 
   LogState() {
+    // A child forked while another thread writes a line (the firmware jobs
+    // fork from a process whose job threads log) would find the mutex held
+    // for ever: the fork waits for the line to end instead.
+    pthread_atfork([] { state().write_mutex.lock(); }, [] { state().write_mutex.unlock(); },
+                   [] { state().write_mutex.unlock(); });
     const char *env = std::getenv("VELTRUM_LOG_LEVEL");
     if (env != nullptr && *env != '\0') {
       char *end = nullptr;

@@ -32,19 +32,19 @@
   ROW(ping_test,                     NONE,                         ping_test_post,               NONE,                         1) \
   ROW(traceroute_test,               NONE,                         traceroute_test_post,         NONE,                         1) \
   /* Firmware images and updates */ \
-  ROW(device_fw_update,              NONE,                         PENDING,                      NONE,                         0) \
-  ROW(device_fw_update_status,       PENDING,                      NONE,                         NONE,                         1) \
-  ROW(dual_image_status,             PENDING,                      NONE,                         NONE,                         0) \
-  ROW(active_image,                  PENDING,                      PENDING,                      NONE,                         0) \
-  ROW(devicefirmwareupdate,          NONE,                         PENDING,                      NONE,                         0) \
-  ROW(fw_update,                     PENDING,                      NONE,                         NONE,                         1) \
-  ROW(fw_update_check,               PENDING,                      NONE,                         NONE,                         1) \
-  ROW(fw_download,                   NONE,                         PENDING,                      NONE,                         1) \
-  ROW(fw_download_status,            PENDING,                      NONE,                         NONE,                         1) \
-  ROW(image_status,                  PENDING,                      NONE,                         NONE,                         1) \
-  ROW(image_operation,               NONE,                         PENDING,                      NONE,                         1) \
-  ROW(image_description,             NONE,                         PENDING,                      NONE,                         1) \
-  ROW(copy_image,                    NONE,                         PENDING,                      NONE,                         1) \
+  ROW(device_fw_update,              NONE,                         device_fw_update_post,        NONE,                         0) \
+  ROW(device_fw_update_status,       device_fw_update_status_get,  NONE,                         NONE,                         1) \
+  ROW(dual_image_status,             dual_image_status_get,        NONE,                         NONE,                         0) \
+  ROW(active_image,                  active_image_get,             active_image_post,            NONE,                         0) \
+  ROW(devicefirmwareupdate,          NONE,                         devicefirmwareupdate_post,    NONE,                         0) \
+  ROW(fw_update,                     fw_update_get,                NONE,                         NONE,                         1) \
+  ROW(fw_update_check,               fw_update_check_get,          NONE,                         NONE,                         1) \
+  ROW(fw_download,                   NONE,                         fw_download_post,             NONE,                         1) \
+  ROW(fw_download_status,            fw_download_status_get,       NONE,                         NONE,                         1) \
+  ROW(image_status,                  image_status_get,             NONE,                         NONE,                         1) \
+  ROW(image_operation,               NONE,                         image_operation_post,         NONE,                         1) \
+  ROW(image_description,             NONE,                         image_description_post,       NONE,                         1) \
+  ROW(copy_image,                    NONE,                         copy_image_post,              NONE,                         1) \
   /* Configuration files, export, download, reboot and factory reset */ \
   ROW(device_factory_reset,          NONE,                         device_factory_reset_post,    NONE,                         1) \
   ROW(device_reboot,                 NONE,                         device_reboot_post,           NONE,                         1) \

@@ -6,15 +6,20 @@
 #include <stdexcept>
 #include <thread>
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace veltrum::test {
 
 ChildProcess::ChildProcess(std::vector<std::string> argv, std::vector<std::string> env) {
+  pid_t parent = getpid();
   pid_ = fork();
   if (pid_ < 0) throw std::runtime_error("fork failed");
   if (pid_ == 0) {
+    // Dies with the test process too, however that ends.
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) _exit(127);
     for (auto &e : env) putenv(strdup(e.c_str()));
     std::vector<char *> args;
     for (auto &a : argv) args.push_back(a.data());

@@ -1,6 +1,6 @@
-// A program of the build started for a test, stopped (SIGTERM, then
-// SIGKILL) and reaped when the object goes away, so a failing test never
-// leaves a stray process behind.
+// A program started for a test, stopped (SIGTERM, then SIGKILL) and reaped
+// when the object goes away, and killed when the test process ends, so a
+// failing or crashing test never leaves a stray process behind.
 #pragma once
 
 #include <sys/types.h>

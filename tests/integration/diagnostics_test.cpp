@@ -21,6 +21,7 @@
 
 #include "tests/integration/harness.h"
 #include "tests/integration/isolated_network.h"
+#include "tests/integration/processes.h"
 
 namespace {
 
@@ -30,6 +31,10 @@ using veltrum::test::json_at;
 using veltrum::test::json_int_at;
 using veltrum::test::json_string_at;
 using veltrum::test::LoggedInSuite;
+using veltrum::test::Proc;
+using veltrum::test::children_of;
+using veltrum::test::eventually;
+using veltrum::test::open_descriptors;
 
 // "dual.test" has an address of each family.
 const IsolatedNetwork *const kIsolation = IsolatedNetwork::install(
@@ -37,56 +42,6 @@ const IsolatedNetwork *const kIsolation = IsolatedNetwork::install(
     "::1 localhost ip6-localhost\n"
     "127.0.0.2 dual.test\n"
     "::1 dual.test\n");
-
-// Deadlines only turn a hang into a failure; nothing is measured.
-bool eventually(const std::function<bool()> &condition, std::chrono::seconds limit = std::chrono::seconds(60)) {
-  auto deadline = std::chrono::steady_clock::now() + limit;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
-}
-
-// A process as /proc shows it.
-struct Proc {
-  pid_t pid;
-  std::string name;
-  char state;
-};
-
-// The children of `parent`, zombies included.
-std::vector<Proc> children_of(pid_t parent) {
-  std::vector<Proc> out;
-  DIR *dir = opendir("/proc");
-  if (!dir) return out;
-  while (dirent *entry = readdir(dir)) {
-    if (entry->d_name[0] < '0' || entry->d_name[0] > '9') continue;
-    std::ifstream in(std::string("/proc/") + entry->d_name + "/stat");
-    std::string stat;
-    if (!std::getline(in, stat)) continue;
-    size_t open = stat.find('(');
-    size_t close = stat.rfind(')');
-    if (open == std::string::npos || close == std::string::npos) continue;
-    std::istringstream rest(stat.substr(close + 2));
-    char state = '?';
-    pid_t ppid = 0;
-    rest >> state >> ppid;
-    if (ppid == parent) out.push_back({std::atoi(entry->d_name), stat.substr(open + 1, close - open - 1), state});
-  }
-  closedir(dir);
-  return out;
-}
-
-size_t open_descriptors(pid_t pid) {
-  size_t n = 0;
-  DIR *dir = opendir(("/proc/" + std::to_string(pid) + "/fd").c_str());
-  if (!dir) return 0;
-  while (dirent *entry = readdir(dir))
-    if (entry->d_name[0] != '.') ++n;
-  closedir(dir);
-  return n;
-}
 
 // The addresses getaddrinfo gives for `name` the way the lookup asks, in
 // its order.

@@ -41,6 +41,14 @@ const Seed kSeeds[] = {
     {"http_config", R"({"http_config":{"httpEnable":1,"httpPort":80,"httpsEnable":1,"httpsPort":443,"maxSes":4,)"
                     R"("softTimeout":5,"hardTimeout":24,"httpLang":"en","themeSel":"system"}})"},
     {"global_states", R"({"global_states":{"pellmar":1,"localMgmt":1}})"},
+    {"active_image", R"({"active_image":{"label":"image2"}})"},
+    {"image_operation", R"({"image_operation":{"imageName":"image2","imageStatus":2}})"},
+    {"image_description", R"({"image_description":{"imageName":"image2","imageDescription":"lab"}})"},
+    {"copy_image", R"({"copy_image":{"srcImage":"image1","dstImage":"image2"}})"},
+    {"fw_download", R"({"fw_download":{"partition":2,"nextActive":2}})"},
+    {"devicefirmwareupdate", R"({"devicefirmwareupdate":{"rebootNow":false}})"},
+    // No worker manager runs here, so an accepted update's child is ended at once.
+    {"device_fw_update", R"({"deviceFirmwareUpdate":{"rebootNow":false,"fwUrl":"https://127.0.0.1:1/x","fwDownloadTimeout":1}})"},
 };
 
 // A plausible value of a check's kind (its range's lower end, a MAC, ...).
