@@ -5,6 +5,7 @@
 // Code of its own: the walk of the rules (the list's name first), the
 // adding of a rule in its steps, the source as the platform writes it, and
 // making a list the one named. docs/security.md holds the readings.
+#include <cctype>
 #include <string>
 
 #include "core/platform_call.h"
@@ -163,6 +164,17 @@ const Resource kRules{.name = "acal_rule_cfg",
 
 // ---------------------------------------------------------------- protocol_access_control
 
+// A list name: 1 to 31 letters, digits, "-", "_" and ".". Checked before
+// anything changes, since a new name replaces the switch's list.
+bool check_list_name(Outcome &out, const char *, json_object *value) {
+  std::string name;
+  bool ok = read_text(value, name) && !name.empty() && name.size() <= kNameMax;
+  for (char c : name) ok = ok && (std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '_' || c == '.');
+  if (ok) return true;
+  out.fail("Parsing Error: 'ACAL name' invalid.\n");
+  return false;
+}
+
 // The list's name; "" while the switch has none.
 int list_name(const Element &, json_object **out) {
   TextOut<kNameMax> name;
@@ -200,13 +212,15 @@ int apply_list(const Element &e) {
   const bool activate = int_of(e.value("status")) != 0;
   TextOut<kNameMax> current;
   int rc = rpcclt_openapiMacalNameGet(&g_client_handle, &current.desc);
-  if (rc != OPEN_E_NONE && rc != OPEN_E_NOT_FOUND) {
+  if (rc == OPEN_E_NOT_FOUND) {
+    current.buffer[0] = '\0';
+  } else if (rc != OPEN_E_NONE) {
     log_table_message("Failed to get the management access list name and error code : %d", rc);
     return rc;
   }
   bool active = false;
   if ((rc = is_active(active)) != OPEN_E_NONE) return rc;
-  if (rc == OPEN_E_NONE && current.buffer != name) {
+  if (current.buffer != name) {
     if (current.buffer[0]) {
       if (active && (rc = on_list(rpcclt_openapiMacalDeactivate, current.buffer,
                                   "Failed to deactivate the management access list %s and error code : %d")))
@@ -230,7 +244,7 @@ int apply_list(const Element &e) {
 }
 
 const Field kListFields[] = {
-    {"name", text_length(1, kNameMax, nullptr, "Parsing Error: 'ACAL name' invalid.\n"), list_name, nullptr,
+    {"name", custom_check(check_list_name), list_name, nullptr,
      "Failed to get the management access list name and error code:%d", nullptr, SetLog::Rc, 0,
      "Parsing Error: 'ACAL name' invalid.\n"},
     {"status", flag("Invalid status %d"), platform_get<&rpcclt_openapiMacalIsAnyListActivated>, nullptr,
