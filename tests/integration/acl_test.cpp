@@ -121,13 +121,15 @@ TEST_F(AclTest, RulesOfEveryKindRoundTripThroughGet) {
   ASSERT_EQ(
       create(R"({"type":3,"name":"m"},{"type":1,"name":"7"},{"type":1,"name":"ext"},{"type":2,"name":"v6"})").body,
       kSuccess);
-  ASSERT_EQ(
-      post("mac_aclrule_cfg", std::string(R"({"mac_aclrule_cfg":[{"name":"m","aclrule":[)") + kMacRule + "]}]}").body,
-      kSuccess);
+  ASSERT_EQ(post("mac_aclrule_cfg", std::string(R"({"mac_aclrule_cfg":[{"name":"m","aclrule":[)") + kMacRule +
+                                        R"(,{"pri":20,"act":0,"redirectIntf":34,"ethtype":2,"eth":0}]}]})")
+                .body,
+            kSuccess);
   EXPECT_EQ(member(get("mac_aclrule_cfg?aclName=m"), {"mac_aclrule_cfg"}),
             R"([{"name":"m","aclrules":[{"pri":10,"act":1,"asq":3,"mirrorIntf":2,"matchEvery":0,"logging":1,"cos":5,)"
             R"("dmac":"01:80:C2:00:00:00","dmask":"FF:FF:FF:00:00:00","smac":"00:11:22:33:44:55",)"
-            R"("smask":"FF:FF:FF:FF:FF:FF","ethtype":0,"eth":34525,"vlan":1}]}])");
+            R"("smask":"FF:FF:FF:FF:FF:FF","ethtype":0,"eth":34525,"vlan":1},)"
+            R"({"pri":20,"act":0,"redirectIntf":34,"ethtype":2,"eth":0}]}])");
 
   ASSERT_EQ(post("ip_aclrule_cfg", R"({"ip_aclrule_cfg":[{"aclname":"7","ipaclrule":[)"
                                    R"({"acl_rule":1,"act":0,"asq":0,"matchEvery":0,"redirectIntf":33,)"
@@ -148,7 +150,9 @@ TEST_F(AclTest, RulesOfEveryKindRoundTripThroughGet) {
            R"("dl4Port":443,"frag":0,"srvTypeR":1,"servValDscp":46,"servValPrec":3},)"
            R"({"pri":20,"act":0,"proto":1,"icmpType":8,"icmpCode":0,"srvTypeR":2,"servValPrec":5,"servValDscp":9},)"
            R"({"pri":30,"act":1,"asq":6,"logging":0,"mirrorIntf":3,"matchEvery":1,"proto":2,"igmpType":17,)"
-           R"("srvTypeR":3,"servValtos":160,"servValtosMask":224}]}]})")
+           R"("srvTypeR":3,"servValtos":160,"servValtosMask":224},)"
+           R"({"pri":40,"act":1,"redirectIntf":5,"proto":17,"sl4PortAct":4,"sl4Port":1000,"dl4PortAct":1,)"
+           R"("dl4PortS":5000,"dl4PortE":6000}]}]})")
           .body,
       kSuccess);
   EXPECT_EQ(member(get("ipextended_aclrule_cfg?aclName=ext"), {"ipextended_aclrule_cfg"}),
@@ -158,14 +162,18 @@ TEST_F(AclTest, RulesOfEveryKindRoundTripThroughGet) {
             R"("dl4Port":443,"frag":0,"srvTypeR":1,"servValDscp":46},)"
             R"({"pri":20,"act":0,"proto":1,"icmpType":8,"icmpCode":0,"srvTypeR":2,"servValPrec":5},)"
             R"({"pri":30,"act":1,"asq":6,"mirrorIntf":3,"matchEvery":1,"logging":0,"proto":2,"igmpType":17,)"
-            R"("srvTypeR":3,"servValtos":160,"servValtosMask":224}]}])");
+            R"("srvTypeR":3,"servValtos":160,"servValtosMask":224},)"
+            R"({"pri":40,"act":1,"redirectIntf":5,"proto":17,"sl4PortAct":4,"sl4Port":1000,"dl4PortAct":1,)"
+            R"("dl4PortS":5000,"dl4PortE":6000}]}])");
 
   ASSERT_EQ(post("ipv6_aclrule_cfg",
                  R"({"ipv6_aclrule_cfg":[{"aclname":"v6","aclrules":[)"
                  R"({"pri":5,"act":1,"logging":1,"asq":2,"redirectIntf":4,"proto":6,"sip":"2001:db8::","smask":32,)"
                  R"("sl4PortAct":0,"sl4Port":22,"dip":"2001:db8:1::1","dmask":128,"dl4PortAct":3,"dl4Port":1024,)"
                  R"("frag":0,"routing":1,"flow":12345,"srvTypeR":1,"dscp":10,"tcpVal":2,"tcpMask":18},)"
-                 R"({"pri":6,"act":0,"proto":58,"icmpType":128,"icmpCode":0}]}]})")
+                 R"({"pri":6,"act":0,"matchEvery":1,"mirrorIntf":7,"proto":58,"icmpType":128,"icmpCode":0},)"
+                 R"({"pri":7,"act":1,"proto":17,"sl4PortAct":1,"sl4PortS":10,"sl4PortE":20,"dl4PortAct":1,)"
+                 R"("dl4PortS":30,"dl4PortE":40}]}]})")
                 .body,
             kSuccess);
   EXPECT_EQ(member(get("ipv6_aclrule_cfg"), {"ipv6_aclrule_cfg"}),
@@ -173,7 +181,9 @@ TEST_F(AclTest, RulesOfEveryKindRoundTripThroughGet) {
             R"({"pri":5,"act":1,"asq":2,"redirectIntf":4,"logging":1,"proto":6,"sip":"2001:db8::","smask":32,)"
             R"("sl4PortAct":0,"sl4Port":22,"dip":"2001:db8:1::1","dmask":128,"dl4PortAct":3,"dl4Port":1024,)"
             R"("frag":0,"routing":1,"flow":12345,"srvTypeR":1,"dscp":10,"tcpVal":2,"tcpMask":18},)"
-            R"({"pri":6,"act":0,"proto":58,"icmpType":128,"icmpCode":0}]}])");
+            R"({"pri":6,"act":0,"mirrorIntf":7,"matchEvery":1,"proto":58,"icmpType":128,"icmpCode":0},)"
+            R"({"pri":7,"act":1,"proto":17,"sl4PortAct":1,"sl4PortS":10,"sl4PortE":20,"dl4PortAct":1,)"
+            R"("dl4PortS":30,"dl4PortE":40}]}])");
 
   // Each resource lists its own kind of list: standard numbered lists for
   // the IPv4 rules, the extended and named ones for the extended rules.
