@@ -53,6 +53,9 @@ json_object *member(const Element &e, const char *key) {
 }
 std::string text_member(const Element &e, const char *key) { return text_of(member(e, key)); }
 OPEN_ACL_TYPE_t type_member(const Element &e) { return static_cast<OPEN_ACL_TYPE_t>(int_of(member(e, "type"))); }
+// A name that begins with a digit names a numbered list, an IPv4 list
+// whatever "type" says.
+bool numbered(const std::string &name) { return !name.empty() && std::isdigit(static_cast<unsigned char>(name[0])); }
 
 // The id of the ACL of `type` named `name`.
 int acl_get(OPEN_ACL_TYPE_t type, const std::string &name, uint32_t &id) {
@@ -69,12 +72,14 @@ int acl_name(uint32_t id, std::string &name) {
   return rc;
 }
 
-// The ACL that the element's "type" and `name_key` name, as the next
+// The ACL that the element's "type" and `name_key` name (a numbered list by
+// its name alone), as the next
 // number of a copy of the element; `error` is logged with the result when
 // the platform has none.
 int with_acl(const Element &e, const char *name_key, const char *error, Element &out) {
   uint32_t id = 0;
-  int rc = acl_get(type_member(e), text_member(e, name_key), id);
+  const std::string name = text_member(e, name_key);
+  int rc = acl_get(numbered(name) ? OPEN_ACL_TYPE_IP : type_member(e), name, id);
   if (rc != OPEN_E_NONE) {
     log_table_message(error, rc);
     return rc;
@@ -178,7 +183,7 @@ int create_acl(const Element &e) {
     log_table_message("Invalid parameters passed to 'create_acl'\n");
     return OPEN_E_PARAM;
   }
-  if (std::isdigit(static_cast<unsigned char>(name[0]))) return create_numbered(name);
+  if (numbered(name)) return create_numbered(name);
   if (oldname.empty()) return create_named(type_member(e), name);
   return rename_acl(type_member(e), oldname, name);
 }

@@ -65,8 +65,10 @@ TEST_F(AclTest, NamedAndNumberedListsAreCreatedRenamedListedAndDeleted) {
   EXPECT_NE(log_since(mark).find("Failed to get acl id for acl name web error -26"), std::string::npos);
   EXPECT_EQ(lists(3), R"([{"type":3,"acl_cfg":[{"name":"macs"},{"name":"m2"}]}])");
 
-  ASSERT_EQ(del("acl_cfg", R"({"acl_cfg":[{"type":2,"name":"v6"},{"type":1,"name":"150"}]})").body, kSuccess);
+  // A numbered list is an IPv4 list, whatever "type" says.
+  ASSERT_EQ(del("acl_cfg", R"({"acl_cfg":[{"type":2,"name":"v6"},{"type":3,"name":"150"}]})").body, kSuccess);
   EXPECT_EQ(lists(2), R"([{"type":2,"acl_cfg":[]}])");
+  EXPECT_EQ(lists(1), R"([{"type":1,"acl_cfg":[{"name":"5"},{"name":"www"}]}])");
   r = del("acl_cfg", R"({"acl_cfg":[{"type":2,"name":"v6"}]})");
   EXPECT_EQ(err_code(r), 96);
 }
