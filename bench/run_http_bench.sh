@@ -19,8 +19,6 @@
 # integration tests (/tmp/veltrum-agent-port-8445.lock) while it runs.
 set -euo pipefail
 
-build=${1:?usage: run_http_bench.sh BUILD_DIR}
-build=$(cd "$build" && pwd)
 duration=${BENCH_DURATION:-10}
 connections=${BENCH_CONNECTIONS:-8}
 threads=${BENCH_THREADS:-1}
@@ -28,58 +26,18 @@ total_wanted=${BENCH_REQUESTS:-1000000}
 log_level=${BENCH_LOG_LEVEL:-4}
 minimal_port=8446
 
-for f in core/veltrum sim/veltrum-simd sim/veltrum-simctl bench/mhd_minimal; do
-  [ -x "$build/$f" ] || { echo "missing $build/$f (build it first)" >&2; exit 2; }
-done
+# shellcheck source=bench/agent_env.sh
+source "$(dirname "$0")/agent_env.sh"
+[ -x "${1:?usage: run_http_bench.sh BUILD_DIR}/bench/mhd_minimal" ] ||
+  { echo "missing $1/bench/mhd_minimal (build it first)" >&2; exit 2; }
 command -v wrk >/dev/null || { echo "wrk is not installed" >&2; exit 2; }
-command -v curl >/dev/null || { echo "curl is not installed" >&2; exit 2; }
-
-exec 9>/tmp/veltrum-agent-port-8445.lock
-flock 9
-
-root=$(mktemp -d /tmp/veltrum-bench-XXXXXX)
-pids=()
-cleanup() {
-  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-  for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
-  rm -rf "$root"
-}
-trap cleanup EXIT
-
-wait_for() {  # wait_for DESCRIPTION COMMAND...
-  local what=$1; shift
-  for _ in $(seq 1 500); do
-    if "$@" >/dev/null 2>&1; then return 0; fi
-    sleep 0.02
-  done
-  echo "$what did not come up" >&2
-  exit 1
-}
-
-if curl -s -o /dev/null --max-time 1 http://127.0.0.1:8445/; then
-  echo "something already listens on 127.0.0.1:8445" >&2
-  exit 1
-fi
-
-"$build/sim/veltrum-simd" --root "$root" >"$root/sim.log" 2>&1 &
-pids+=($!)
-wait_for "the simulator" "$build/sim/veltrum-simctl" --root "$root" check
-
-VELTRUM_ROOT=$root VELTRUM_LOG_LEVEL=$log_level "$build/core/veltrum" >"$root/agent.log" 2>&1 &
-agent=$!
-pids+=($agent)
-wait_for "the agent" curl -s -o /dev/null http://127.0.0.1:8445/api/v1/setup
+bench_start "$1" "$log_level"
 
 "$build/bench/mhd_minimal" "$minimal_port" >"$root/minimal.log" 2>&1 &
 pids+=($!)
 wait_for "mhd_minimal" curl -s -o /dev/null "http://127.0.0.1:$minimal_port/api/v1/ping"
 
-cookie="bench$$"
-login=$(curl -s -b "lhttpdsid=$cookie" \
-  -d '{"login": {"username": "admin", "password": "password"}}' http://127.0.0.1:8445/api/v1/login)
-token=$(printf '%s' "$login" | sed -n 's/.*"token":"\([0-9A-F]*\)".*/\1/p')
-[ -n "$token" ] || { echo "login failed: $login" >&2; exit 1; }
-headers=(-H "Cookie: lhttpdsid=$cookie" -H "Authorization: Bearer $token")
+bench_login
 
 agent_body=$(curl -s "${headers[@]}" http://127.0.0.1:8445/api/v1/ping)
 minimal_body=$(curl -s "http://127.0.0.1:$minimal_port/api/v1/ping")

@@ -557,7 +557,7 @@ bool read_element(Outcome &out, const Resource &r, const Element &e, json_object
     child_base.index = e.index;
     child_base.parent = &e;
     json_object *children = json_object_new_array();
-    json_object_object_add(obj, r.nested->key, children);
+    json_object_object_add(obj, r.nested->list_key ? r.nested->list_key : r.nested->key, children);
     if (!walk_list(out, *r.nested->child, child_base, children)) return false;
   }
   return true;
@@ -718,6 +718,8 @@ void log_action_failure(const char *format, ActionLog how, const Element &e, int
     case ActionLog::Text:
       log_table_message(format, text);
       break;
+    case ActionLog::None:
+      break;
   }
 }
 
@@ -756,7 +758,10 @@ bool write_element(Outcome &out, const Resource &r, Method method, json_object *
     if (!present) {
       values[i] = nullptr;
       format_last_error("Parsing error (%s)", r.fields[i].key);
-      if (!(r.fields[i].flags & kOptional)) return true;  // skipped, not counted
+      if (!(r.fields[i].flags & kOptional)) {
+        if (r.fields[i].missing_log) log_table_message("%s", r.fields[i].missing_log);
+        return true;  // skipped, not counted
+      }
       wanted[i] = false;
     }
   }
@@ -875,6 +880,7 @@ void scalar_post(const Resource &r, MHD_Connection *connection, json_object *req
       values[i] = nullptr;
       format_last_error("Parsing error (%s)", r.fields[i].key);
       if (!(r.fields[i].flags & kOptional)) {
+        if (r.fields[i].missing_log) log_table_message("%s", r.fields[i].missing_log);
         out.finish_scalar(response, r.name);
         return;
       }
@@ -995,6 +1001,7 @@ const char *given_by(ActionLog how) {
     case ActionLog::TextRc: return "sd";
     case ActionLog::Index: return "d";
     case ActionLog::Text: return "s";
+    case ActionLog::None: return "";
   }
   return "";
 }
@@ -1034,6 +1041,7 @@ bool check_resource(const char *name, const Resource &r) {
     format(f.check.log, given_by(f.check.log_args), f.key);
     format(f.get_error, "d", f.key);
     format(f.set_error, given_by(f.set_log), f.key);
+    format(f.missing_log, "", f.key);
     if (serves_get(r) && !is_index(r, i) && (f.flags & kGet) && !f.get) fault("GET lists a key without getter:", f.key);
     if ((f.flags & kPost) && !f.set && f.check.kind == CheckKind::None && !r.create && !r.nested)
       fault("POST reads a key that nothing uses:", f.key);

@@ -301,6 +301,7 @@ enum class ActionLog : uint8_t {
   TextRc,   // the element's last index text, then the result
   Index,    // the element's last index number
   Text,     // the element's last index text
+  None,     // nothing: the action logs its own failure (steps with messages of their own)
 };
 
 // The roles of a key. Without any, a key is listed by GET when it has a
@@ -312,6 +313,8 @@ enum FieldFlags : uint16_t {
   kOptional = 8,   // POST and DELETE: may be absent (its setter is skipped)
   kIndex = 16,     // part of the element's index (numbers and texts by its check)
   kMerge = 32,     // GET: the getter answers an object whose members join the element
+  kRefers = 64,    // POST: the value names an entry another resource creates (an ACL), which
+                   // must exist: a generic write cannot make one up
   kWriteOnly = kPost,
   kReadOnly = kGet,
 };
@@ -326,6 +329,8 @@ struct Field {
   const char *set_error = nullptr;  // log format, see `set_log`
   SetLog set_log = SetLog::Rc;
   uint16_t flags = 0;
+  // Logged (level 4) when POST or DELETE finds the member absent; null: nothing.
+  const char *missing_log = nullptr;
 };
 
 // ---------------------------------------------------------------- walks
@@ -388,6 +393,9 @@ struct Nested {
   const Resource *child;
   const char *missing_log = nullptr;   // the member is absent: the request ends
   const char *not_array_log = nullptr; // the member is no array: the request ends
+  // The member GET lists the children under, when it is not `key` (a body
+  // that writes "aclrule" while the listing says "aclrules").
+  const char *list_key = nullptr;
 };
 
 // A resource's declaration. For Ports, PhysicalPorts and Vlans walks the

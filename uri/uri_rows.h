@@ -67,20 +67,20 @@
   ROW(port_security_settings,        port_security_settings_get,   port_security_settings_post,  NONE,                         1) \
   ROW(port_security_violations,      port_security_violations_get, NONE,                         NONE,                         1) \
   ROW(port_security_intf,            port_security_intf_get,       port_security_intf_post,      NONE,                         1) \
-  ROW(acl_cfg,                       NONE,                         PENDING,                      PENDING,                      1) \
-  ROW(aclrule_cfg,                   NONE,                         NONE,                         PENDING,                      1) \
-  ROW(acl_count_get,                 PENDING,                      NONE,                         NONE,                         1) \
-  ROW(acl_config,                    PENDING,                      NONE,                         NONE,                         1) \
-  ROW(mac_aclrule_cfg,               PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(ip_aclrule_cfg,                PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(ipextended_aclrule_cfg,        PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(ipv6_aclrule_cfg,              PENDING,                      PENDING,                      NONE,                         1) \
+  ROW(acl_cfg,                       NONE,                         acl_cfg_post,                 acl_cfg_delete,               1) \
+  ROW(aclrule_cfg,                   NONE,                         NONE,                         aclrule_cfg_delete,           1) \
+  ROW(acl_count_get,                 acl_count_get_get,            NONE,                         NONE,                         1) \
+  ROW(acl_config,                    acl_config_get,               NONE,                         NONE,                         1) \
+  ROW(mac_aclrule_cfg,               mac_aclrule_cfg_get,          mac_aclrule_cfg_post,         NONE,                         1) \
+  ROW(ip_aclrule_cfg,                ip_aclrule_cfg_get,           ip_aclrule_cfg_post,          NONE,                         1) \
+  ROW(ipextended_aclrule_cfg,        ipextended_aclrule_cfg_get,   ipextended_aclrule_cfg_post,  NONE,                         1) \
+  ROW(ipv6_aclrule_cfg,              ipv6_aclrule_cfg_get,         ipv6_aclrule_cfg_post,        NONE,                         1) \
   ROW(dot1x_client_summary,          dot1x_client_summary_get,     NONE,                         NONE,                         1) \
   ROW(port_authentication_cfg,       port_authentication_cfg_get,  port_authentication_cfg_post, NONE,                         1) \
   ROW(port_auth_initialise_cfg,      NONE,                         port_auth_initialise_cfg_post, NONE,                         1) \
-  ROW(acl_binding,                   PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(acl_intf_binding,              PENDING,                      NONE,                         PENDING,                      1) \
-  ROW(acl_vlan_binding,              PENDING,                      PENDING,                      PENDING,                      1) \
+  ROW(acl_binding,                   acl_binding_get,              acl_binding_post,             NONE,                         1) \
+  ROW(acl_intf_binding,              acl_intf_binding_get,         NONE,                         acl_intf_binding_delete,      1) \
+  ROW(acl_vlan_binding,              acl_vlan_binding_get,         acl_vlan_binding_post,        acl_vlan_binding_delete,      1) \
   ROW(dhcpsnp_global_cfg,            dhcpsnp_global_cfg_get,       dhcpsnp_global_cfg_post,      NONE,                         1) \
   ROW(dhcpsnpg_binding_static,       dhcpsnpg_binding_static_get,  dhcpsnpg_binding_static_post, dhcpsnpg_binding_static_delete, 1) \
   ROW(dhcpsnpg_binding_dynamic,      dhcpsnpg_binding_dynamic_get, NONE,                         NONE,                         1) \
@@ -94,8 +94,8 @@
   ROW(dhcpl2relay_intf,              dhcpl2relay_intf_get,         dhcpl2relay_intf_post,        NONE,                         1) \
   ROW(tacacs_global_cfg,             tacacs_global_cfg_get,        tacacs_global_cfg_post,       NONE,                         1) \
   ROW(tacacs_server_cfg,             tacacs_server_cfg_get,        tacacs_server_cfg_post,       tacacs_server_cfg_delete,     1) \
-  ROW(acal_rule_cfg,                 PENDING,                      PENDING,                      PENDING,                      1) \
-  ROW(protocol_access_control,       PENDING,                      PENDING,                      NONE,                         1) \
+  ROW(acal_rule_cfg,                 acal_rule_cfg_get,            acal_rule_cfg_post,           acal_rule_cfg_delete,         1) \
+  ROW(protocol_access_control,       protocol_access_control_get,  protocol_access_control_post, NONE,                         1) \
   ROW(macfilter_config,              macfilter_config_get,         macfilter_config_post,        macfilter_config_delete,      1) \
   ROW(macfilter_portsetting,         macfilter_portsetting_get,    macfilter_portsetting_post,   NONE,                         1) \
   ROW(stormcontrol_global_cfg,       stormcontrol_global_cfg_get,  stormcontrol_global_cfg_post, NONE,                         1) \

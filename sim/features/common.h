@@ -44,6 +44,12 @@ inline bool unicast_mac(const std::string &mac) {
   return (first & 1) == 0;
 }
 
+// Whether a host-order IPv4 mask is a mask: ones, then zeros.
+inline bool contiguous_mask(uint32_t mask) {
+  uint32_t inverse = ~mask;
+  return (inverse & (inverse + 1)) == 0;
+}
+
 // A record's member, or the default.
 inline int64_t record_integer(const Record &r, const char *member, int64_t fallback = 0) {
   auto it = r.find(member);

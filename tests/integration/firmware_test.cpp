@@ -190,9 +190,11 @@ class FirmwareTest : public ResourceSuite {
     return eventually([] { return children_of(harness().agent_pid()).empty(); }, std::chrono::seconds(60));
   }
 
-  // A reload takes the switch's service away for a moment: true once it
+  // A reload takes the switch's service away for a moment, right after it
+  // answered the reload: true once it is gone (or was gone already) and
   // answers again.
   static bool back_after_reload() {
+    eventually([] { return !harness().sim().answers(); }, std::chrono::seconds(3));
     return eventually([] { return harness().sim().answers(); }, std::chrono::seconds(20));
   }
 

@@ -27,6 +27,10 @@ TEST(Declarations, WhatTheWalkersCannotServeIsRefused) {
   static const Field kTooMany[] = {
       {"mode", no_check(), no_call, nullptr, "Failed %d of %d", nullptr, SetLog::Rc}};
   EXPECT_FALSE(check_declaration("too_many", Resource{.name = "x", .walk = scalar(), .fields = kTooMany}));
+  // A missing member's log is written as it stands: it takes no arguments.
+  static const Field kMissing[] = {
+      {"mode", flag("Invalid %d"), no_call, nullptr, nullptr, nullptr, SetLog::Rc, 0, "Parsing Error: '%s' invalid.\n"}};
+  EXPECT_FALSE(check_declaration("missing_log", Resource{.name = "x", .walk = scalar(), .fields = kMissing}));
 
   // A port walk whose first key is no number; a list walk without cursor.
   static const Field kName[] = {{"name", any_text()}};
