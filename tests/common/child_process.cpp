@@ -6,12 +6,15 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/common/launch.h"
+
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace veltrum::test {
 
 ChildProcess::ChildProcess(std::vector<std::string> argv, std::vector<std::string> env) {
+  argv = launch_argv(std::move(argv), VELTRUM_BUILD_DIR);
   pid_ = fork();
   if (pid_ < 0) throw std::runtime_error("fork failed");
   if (pid_ == 0) {
