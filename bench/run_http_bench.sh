@@ -3,15 +3,20 @@
 # real agent (with the simulated switch behind it), side by side with
 # mhd_minimal, a bare libmicrohttpd server in the same external-select mode
 # answering the same bytes. Prints both request rates, their ratio, and the
-# agent's resident memory (VmRSS) before and after 1,000,000 requests.
+# agent's resident and private memory before and after 1,000,000 requests.
 #
 #   bench/run_http_bench.sh BUILD_DIR
 #
 # Builds nothing: BUILD_DIR must hold core/veltrum, sim/veltrum-simd,
-# sim/veltrum-simctl and bench/mhd_minimal. Needs wrk and curl. Settings
+# sim/veltrum-simctl and bench/mhd_minimal. A cross build's programs run
+# under its emulator (CMAKE_CROSSCOMPILING_EMULATOR of BUILD_DIR; qemu for
+# build-armhf), and the memory then also shows the emulated program's own
+# share (docs/armhf.md). Needs wrk and curl. Settings
 # (environment): BENCH_DURATION seconds per rate run (10), BENCH_CONNECTIONS
 # (8), BENCH_THREADS wrk threads (1), BENCH_REQUESTS for the memory check
-# (1000000), BENCH_LOG_LEVEL of the agent (4; 7 logs every request line).
+# (1000000), BENCH_MEMORY_PATH the requests after the rate runs go to
+# (/api/v1/ping; /api/v1/dai_intf_cfg walks every port through the
+# platform), BENCH_LOG_LEVEL of the agent (4; 7 logs every request line).
 #
 # The agent's port 8445 is fixed: the script takes the same lock as the
 # integration tests (/tmp/veltrum-agent-port-8445.lock) while it runs.
@@ -23,6 +28,7 @@ duration=${BENCH_DURATION:-10}
 connections=${BENCH_CONNECTIONS:-8}
 threads=${BENCH_THREADS:-1}
 total_wanted=${BENCH_REQUESTS:-1000000}
+memory_path=${BENCH_MEMORY_PATH:-/api/v1/ping}
 log_level=${BENCH_LOG_LEVEL:-4}
 minimal_port=8446
 
@@ -30,6 +36,8 @@ for f in core/veltrum sim/veltrum-simd sim/veltrum-simctl bench/mhd_minimal; do
   [ -x "$build/$f" ] || { echo "missing $build/$f (build it first)" >&2; exit 2; }
 done
 command -v wrk >/dev/null || { echo "wrk is not installed" >&2; exit 2; }
+emulator=()
+read -r -a emulator < <(sed -n 's/^CMAKE_CROSSCOMPILING_EMULATOR:[A-Z]*=//p' "$build/CMakeCache.txt" | tr ';' ' ') || true
 command -v curl >/dev/null || { echo "curl is not installed" >&2; exit 2; }
 
 exec 9>/tmp/veltrum-agent-port-8445.lock
@@ -59,16 +67,16 @@ if curl -s -o /dev/null --max-time 1 http://127.0.0.1:8445/; then
   exit 1
 fi
 
-"$build/sim/veltrum-simd" --root "$root" >"$root/sim.log" 2>&1 &
+"${emulator[@]}" "$build/sim/veltrum-simd" --root "$root" >"$root/sim.log" 2>&1 &
 pids+=($!)
-wait_for "the simulator" "$build/sim/veltrum-simctl" --root "$root" check
+wait_for "the simulator" "${emulator[@]}" "$build/sim/veltrum-simctl" --root "$root" check
 
-VELTRUM_ROOT=$root VELTRUM_LOG_LEVEL=$log_level "$build/core/veltrum" >"$root/agent.log" 2>&1 &
+VELTRUM_ROOT=$root VELTRUM_LOG_LEVEL=$log_level "${emulator[@]}" "$build/core/veltrum" >"$root/agent.log" 2>&1 &
 agent=$!
 pids+=($agent)
 wait_for "the agent" curl -s -o /dev/null http://127.0.0.1:8445/api/v1/setup
 
-"$build/bench/mhd_minimal" "$minimal_port" >"$root/minimal.log" 2>&1 &
+"${emulator[@]}" "$build/bench/mhd_minimal" "$minimal_port" >"$root/minimal.log" 2>&1 &
 pids+=($!)
 wait_for "mhd_minimal" curl -s -o /dev/null "http://127.0.0.1:$minimal_port/api/v1/ping"
 
@@ -96,7 +104,20 @@ session_still_valid() {
   [ "$status" = 200 ] || { echo "the session stopped working (HTTP $status)" >&2; exit 1; }
 }
 
-rss_kb() { awk '/^VmRSS:/ { print $2 }' "/proc/$agent/status"; }
+# The agent's resident and private (clean and dirty) kB; under emulation
+# also those of the emulated program alone: the mappings of its 32-bit
+# address space, which qemu places below 4 GiB, without the emulator's own.
+memory() {
+  awk -v emulated="${#emulator[@]}" '
+    /^[0-9a-f]+-[0-9a-f]+ / { split($1, range, "-"); guest = length(range[1]) <= 8; next }
+    /^Rss:/ { rss += $2; if (guest) grss += $2 }
+    /^Private_(Clean|Dirty):/ { private += $2; if (guest) gprivate += $2 }
+    END {
+      printf "resident %d kB, private %d kB", rss, private
+      if (emulated) printf " (the emulated program: resident %d kB, private %d kB)", grss, gprivate
+      printf "\n"
+    }' "/proc/$agent/smaps"
+}
 
 # run_wrk URL SECONDS [HEADERS...]: prints "requests rate non2xx errors"
 run_wrk() {
@@ -111,7 +132,7 @@ run_wrk() {
   echo "$requests $rate ${non2xx:-0} ${errors:-0}"
 }
 
-rss_before=$(rss_kb)
+memory_before=$(memory)
 agent_total=0
 agent_bad=0
 
@@ -128,16 +149,16 @@ printf '%-34s %12s req/s  (%s requests, %s non-2xx, %s socket errors)\n' \
 awk -v a="$rate_a" -v m="$rate_m" 'BEGIN { printf "%-34s %12.2f (agent / minimal)\n", "ratio:", a / m }'
 
 # Memory: keep going until the agent has served the requests wanted.
+memory_rate=$rate_a
 while [ "$agent_total" -lt "$total_wanted" ]; do
   left=$((total_wanted - agent_total))
-  seconds=$(awk -v left="$left" -v rate="$rate_a" 'BEGIN { s = int(left / rate) + 1; if (s < 1) s = 1; print s }')
-  read -r req rate bad err < <(run_wrk http://127.0.0.1:8445/api/v1/ping "$seconds" "${headers[@]}")
+  seconds=$(awk -v left="$left" -v rate="$memory_rate" 'BEGIN { s = int(left / rate) + 1; if (s < 1) s = 1; print s }')
+  read -r req memory_rate bad err < <(run_wrk "http://127.0.0.1:8445$memory_path" "$seconds" "${headers[@]}")
   agent_total=$((agent_total + req)); agent_bad=$((agent_bad + bad + err))
   session_still_valid
 done
-rss_after=$(rss_kb)
+memory_after=$(memory)
 
-printf '%-34s %12s kB\n' "agent VmRSS before:" "$rss_before"
-printf '%-34s %12s kB  after %s requests (%s non-2xx or socket errors)\n' \
-  "agent VmRSS after:" "$rss_after" "$agent_total" "$agent_bad"
+echo "agent memory before: $memory_before"
+echo "agent memory after $agent_total requests ($agent_bad non-2xx or socket errors; after the first run to $memory_path): $memory_after"
 kill -0 "$agent" 2>/dev/null || { echo "the agent is gone" >&2; exit 1; }
