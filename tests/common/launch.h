@@ -27,8 +27,7 @@ namespace veltrum::test {
 // program under `build_dir`.
 inline std::vector<std::string> launch_argv(std::vector<std::string> argv, const std::string &build_dir) {
   std::string emulator = VELTRUM_EMULATOR;
-  if (emulator.empty() || argv.empty() || argv[0].compare(0, build_dir.size() + 1, build_dir + "/") != 0)
-    return argv;
+  if (emulator.empty() || argv.empty() || argv[0].compare(0, build_dir.size() + 1, build_dir + "/") != 0) return argv;
   std::vector<std::string> words;
   for (size_t start = 0;;) {
     size_t end = emulator.find('|', start);
