@@ -3,8 +3,12 @@
 # integration tests take), and logs in.
 #
 #   source bench/agent_env.sh
-#   bench_start BUILD_DIR [LOG_LEVEL]   sets $build, $root, $agent and pids;
-#                                       everything stops when the script exits
+#   bench_start BUILD_DIR [LOG_LEVEL]   sets $build, $root, $agent, pids and
+#                                       $emulator; everything stops when the
+#                                       script exits
+#
+# A cross build (armhf) runs its programs under the emulator its CMake cache
+# names (CMAKE_CROSSCOMPILING_EMULATOR); $emulator holds it, empty natively.
 #   bench_login                         sets the array $headers (cookie, token)
 #
 # Needs curl; BUILD_DIR must hold core/veltrum, sim/veltrum-simd and
@@ -27,6 +31,8 @@ bench_start() {
     [ -x "$build/$f" ] || { echo "missing $build/$f (build it first)" >&2; exit 2; }
   done
   command -v curl >/dev/null || { echo "curl is not installed" >&2; exit 2; }
+  emulator=()
+  read -r -a emulator < <(sed -n 's/^CMAKE_CROSSCOMPILING_EMULATOR:[A-Z]*=//p' "$build/CMakeCache.txt" | tr ';' ' ') || true
 
   exec 9>/tmp/veltrum-agent-port-8445.lock
   flock 9
@@ -40,11 +46,11 @@ bench_start() {
     exit 1
   fi
 
-  "$build/sim/veltrum-simd" --root "$root" >"$root/sim.log" 2>&1 &
+  "${emulator[@]}" "$build/sim/veltrum-simd" --root "$root" >"$root/sim.log" 2>&1 &
   pids+=($!)
-  wait_for "the simulator" "$build/sim/veltrum-simctl" --root "$root" check
+  wait_for "the simulator" "${emulator[@]}" "$build/sim/veltrum-simctl" --root "$root" check
 
-  VELTRUM_ROOT=$root VELTRUM_LOG_LEVEL=$log_level "$build/core/veltrum" >"$root/agent.log" 2>&1 &
+  VELTRUM_ROOT=$root VELTRUM_LOG_LEVEL=$log_level "${emulator[@]}" "$build/core/veltrum" >"$root/agent.log" 2>&1 &
   agent=$!
   pids+=($agent)
   wait_for "the agent" curl -s -o /dev/null http://127.0.0.1:8445/api/v1/setup

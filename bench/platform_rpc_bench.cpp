@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <csignal>
 #include <sys/wait.h>
@@ -17,6 +18,7 @@
 #include "platform/calls/01_interfaces.h"
 #include "platform/calls/10_dai.h"
 #include "support/device.h"
+#include "tests/common/launch.h"
 
 namespace {
 
@@ -48,7 +50,11 @@ int main(int argc, char **argv) {
 
   pid_t simd = fork();
   if (simd == 0) {
-    execl(VELTRUM_SIMD, VELTRUM_SIMD, "--root", root.c_str(), static_cast<char *>(nullptr));
+    std::vector<std::string> command = veltrum::test::launch_argv({VELTRUM_SIMD, "--root", root}, VELTRUM_BUILD_DIR);
+    std::vector<char *> args;
+    for (auto &a : command) args.push_back(a.data());
+    args.push_back(nullptr);
+    execv(args[0], args.data());
     _exit(127);
   }
   openapiClientHandle_t client{};

@@ -13,7 +13,10 @@
 # (8), BENCH_THREADS wrk threads (1), BENCH_REQUESTS for the memory check
 # (1000000), BENCH_LOG_LEVEL of the agent (4; 7 logs every request line),
 # BENCH_PATHS resources (under /api/v1/) whose authenticated GET is measured
-# through the agent as well, after the ping runs (none).
+# through the agent as well, after the ping runs (none), BENCH_MEMORY_PATH
+# the requests of the memory run go to (/api/v1/ping; /api/v1/dai_intf_cfg
+# walks every port through the platform). A cross build (armhf) runs under
+# its emulator; the minimal server is then the emulated one too.
 #
 # The agent's port 8445 is fixed: the script takes the same lock as the
 # integration tests (/tmp/veltrum-agent-port-8445.lock) while it runs.
@@ -25,6 +28,7 @@ threads=${BENCH_THREADS:-1}
 total_wanted=${BENCH_REQUESTS:-1000000}
 log_level=${BENCH_LOG_LEVEL:-4}
 minimal_port=8446
+memory_path=${BENCH_MEMORY_PATH:-/api/v1/ping}
 
 # shellcheck source=bench/agent_env.sh
 source "$(dirname "$0")/agent_env.sh"
@@ -33,7 +37,7 @@ source "$(dirname "$0")/agent_env.sh"
 command -v wrk >/dev/null || { echo "wrk is not installed" >&2; exit 2; }
 bench_start "$1" "$log_level"
 
-"$build/bench/mhd_minimal" "$minimal_port" >"$root/minimal.log" 2>&1 &
+"${emulator[@]}" "$build/bench/mhd_minimal" "$minimal_port" >"$root/minimal.log" 2>&1 &
 pids+=($!)
 wait_for "mhd_minimal" curl -s -o /dev/null "http://127.0.0.1:$minimal_port/api/v1/ping"
 
@@ -56,7 +60,20 @@ session_still_valid() {
   [ "$status" = 200 ] || { echo "the session stopped working (HTTP $status)" >&2; exit 1; }
 }
 
-rss_kb() { awk '/^VmRSS:/ { print $2 }' "/proc/$agent/status"; }
+# The agent's resident and private (clean and dirty) kB; under emulation
+# also those of the emulated program alone: the mappings of its 32-bit
+# address space, which qemu places below 4 GiB, without the emulator's own.
+memory() {
+  awk -v emulated="${#emulator[@]}" '
+    /^[0-9a-f]+-[0-9a-f]+ / { split($1, range, "-"); guest = length(range[1]) <= 8; next }
+    /^Rss:/ { rss += $2; if (guest) grss += $2 }
+    /^Private_(Clean|Dirty):/ { private += $2; if (guest) gprivate += $2 }
+    END {
+      printf "resident %d kB, private %d kB", rss, private
+      if (emulated) printf " (the emulated program: resident %d kB, private %d kB)", grss, gprivate
+      printf "\n"
+    }' "/proc/$agent/smaps"
+}
 
 # run_wrk URL SECONDS [HEADERS...]: prints "requests rate non2xx errors"
 run_wrk() {
@@ -71,7 +88,7 @@ run_wrk() {
   echo "$requests $rate ${non2xx:-0} ${errors:-0}"
 }
 
-rss_before=$(rss_kb)
+memory_before=$(memory)
 agent_total=0
 agent_bad=0
 
@@ -101,16 +118,16 @@ for path in ${BENCH_PATHS:-}; do
 done
 
 # Memory: keep going until the agent has served the requests wanted.
+memory_rate=$rate_a
 while [ "$agent_total" -lt "$total_wanted" ]; do
   left=$((total_wanted - agent_total))
-  seconds=$(awk -v left="$left" -v rate="$rate_a" 'BEGIN { s = int(left / rate) + 1; if (s < 1) s = 1; print s }')
-  read -r req rate bad err < <(run_wrk http://127.0.0.1:8445/api/v1/ping "$seconds" "${headers[@]}")
+  seconds=$(awk -v left="$left" -v rate="$memory_rate" 'BEGIN { s = int(left / rate) + 1; if (s < 1) s = 1; print s }')
+  read -r req memory_rate bad err < <(run_wrk "http://127.0.0.1:8445$memory_path" "$seconds" "${headers[@]}")
   agent_total=$((agent_total + req)); agent_bad=$((agent_bad + bad + err))
   session_still_valid
 done
-rss_after=$(rss_kb)
+memory_after=$(memory)
 
-printf '%-34s %12s kB\n' "agent VmRSS before:" "$rss_before"
-printf '%-34s %12s kB  after %s requests (%s non-2xx or socket errors)\n' \
-  "agent VmRSS after:" "$rss_after" "$agent_total" "$agent_bad"
+echo "agent memory before: $memory_before"
+echo "agent memory after $agent_total requests ($agent_bad non-2xx or socket errors; after the first run to $memory_path): $memory_after"
 kill -0 "$agent" 2>/dev/null || { echo "the agent is gone" >&2; exit 1; }

@@ -974,7 +974,9 @@ bool format_fits(const char *format, const char *given) {
       continue;
     }
     while (*p && std::strchr("-+ #0123456789.", *p)) ++p;
-    if (*p == 'l' || *p == 'h' || *p == 'z') return false;  // the walkers pass int and char *
+    // The walkers pass int and char *: a length modifier would read another
+    // width (%ld, %jd and %td read 64 bits on x86-64 by chance, not on 32-bit ARM).
+    if (*p && std::strchr("hlLqjzt", *p)) return false;
     char want = given[n++];
     if (!want) return false;
     bool number = std::strchr("diuxXc", *p) != nullptr;

@@ -1,6 +1,7 @@
 // The list notations of request bodies and platform answers: VLAN and port
 // lists ("1,3-5,8") in both directions, ether-type lists, and the platform's
 // texts of 4-character cells.
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -134,8 +135,12 @@ int protocol_list_parse(char *text, uint32_t *numbers, size_t capacity, uint32_t
     if (found >= capacity) return -1;
     char first = token[0];
     if (first >= '0' && first <= '9') {
+      // A number past 32 bits gives the largest 32-bit number on every
+      // target (the switch's own strtoul saturates there), never its low
+      // bits: 4294969344 is no IPv4 (0x0800).
       int base = starts_with(token, "0x") ? 16 : 10;
-      numbers[found] = static_cast<uint32_t>(std::strtoul(token, nullptr, base));
+      unsigned long long n = std::strtoull(token, nullptr, base);
+      numbers[found] = n > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(n);
     } else if ((first >= 'a' && first <= 'z') || (first >= 'A' && first <= 'Z')) {
       // Compared by prefix, "ipx" before "ip": any other word that begins
       // with "ip" is IPv4.

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 
+#include <bit>
 #include <cstring>
 
 namespace veltrum::handler::call_detail {
@@ -55,11 +56,17 @@ json_object *source_value(const Context &c, const char *key, bool query) {
   return query ? c.e->query_value(key) : c.e->value(key);
 }
 
+// The member's bytes are copied into the low bytes of a 64-bit number: the
+// low-order bytes on a little-endian host, which every target is (x86-64,
+// 32-bit ARM); a big-endian one would need the copy at the other end.
+static_assert(std::endian::native == std::endian::little, "record members are read as little-endian numbers");
+
 json_object *member_json(const void *record, const Member &m) {
   const auto *p = static_cast<const unsigned char *>(record) + m.offset;
   uint64_t raw = 0;
-  std::memcpy(&raw, p, m.size);  // little-endian hosts: the low bytes
+  std::memcpy(&raw, p, m.size);
   if (m.is_signed && m.size < 8 && (raw >> (m.size * 8 - 1)) & 1) raw |= ~uint64_t{0} << (m.size * 8);
+  if (!m.is_signed) return integer_json(raw);
   return json_object_new_int64(static_cast<int64_t>(raw));
 }
 

@@ -49,7 +49,8 @@ namespace veltrum::handler {
 
 // One member of a platform record as a JSON key: VELTRUM_MEMBER(
 // OPEN_DAI_VLAN_STATS_t, dhcpDrops, "dhcpDrop"). Integer members of 1 to 8
-// bytes, read without assuming their alignment.
+// bytes, read without assuming their alignment (as little-endian numbers:
+// every target is little-endian, see platform/rpc_codec.h).
 struct Member {
   const char *key;
   size_t offset;
@@ -151,6 +152,17 @@ struct IntegerOf<P, true> {
   using type = std::underlying_type_t<P>;
 };
 
+// A number the platform answered, as JSON: an unsigned 64-bit counter keeps
+// its whole range (past 2^63 too), everything else fits a signed 64-bit number.
+template <typename P>
+json_object *integer_json(P v) {
+  using U = typename IntegerOf<P>::type;
+  if constexpr (std::is_unsigned_v<U> && sizeof(U) == 8)
+    return json_object_new_uint64(static_cast<U>(v));
+  else
+    return json_object_new_int64(static_cast<int64_t>(static_cast<U>(v)));
+}
+
 template <typename P>
 bool to_integer(int64_t v, P &out) {
   using U = typename IntegerOf<P>::type;
@@ -244,7 +256,7 @@ struct OutToJson {
     else if constexpr (std::is_same_v<Base, open_inet_addr_t>)
       return inet_json(held);
     else if constexpr (kIsInteger<Base>)
-      return json_object_new_int64(static_cast<int64_t>(held));
+      return integer_json(held);
     else
       static_assert(sizeof(Base) == 0, "no conversion from this parameter to JSON");
   }

@@ -5,8 +5,16 @@
 // parameter type, what the client sends, what it takes back, and how the
 // service holds the decoded value (its Slot) while the implementation runs.
 // Both ends are one build, so records travel as their bytes.
+//
+// Numbers and records travel in the host's byte order, which is
+// little-endian on every target (x86-64, the switch's 32-bit ARM). Records
+// have fixed-width members only (platform/open_types.h), so a record has the
+// same bytes and the same layout on every target, and nothing on the wire
+// depends on the width of `long`, `size_t` or a pointer: buffers travel as a
+// 32-bit size and their bytes, never as a descriptor.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -16,6 +24,8 @@
 #include "platform/open_types.h"
 
 namespace veltrum::rpc {
+
+static_assert(std::endian::native == std::endian::little, "the channel carries little-endian numbers");
 
 // Largest frame either side accepts; larger buffers are refused up front.
 inline constexpr uint32_t kMaxFrame = 16u << 20;

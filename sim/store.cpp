@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
+#include <cstring>
 #include <stdexcept>
 
 namespace veltrum::sim {
@@ -332,13 +334,18 @@ void Store::load_values(Setting &s, json_object *val) {
   }
   if (!json_object_is_type(val, json_type_object)) return;
   json_object_object_foreach(val, where, item) {
-    char *end = nullptr;
-    unsigned long index = strtoul(where, &end, 10);
-    unsigned long selector = 0;
-    if (*end == '/') selector = strtoul(end + 1, &end, 10);
+    // "index" or "index/selector", each a 32-bit number written in digits
+    // alone: a sign or a number past 32 bits is a damaged file's, whatever
+    // the width of `long` (strtoul wraps "-1" and saturates on 32 bits).
+    const char *end = where + std::strlen(where);
+    uint32_t index = 0;
+    uint32_t selector = 0;
+    std::from_chars_result r = std::from_chars(where, end, index);
+    if (r.ec == std::errc() && r.ptr != end && *r.ptr == '/') r = std::from_chars(r.ptr + 1, end, selector);
     Value v;
-    if (*end || index > UINT32_MAX || selector > 0xffff || !from_json(item, v) || check(s, v) != OPEN_E_NONE) continue;
-    s.values[slot(static_cast<uint32_t>(index), static_cast<uint32_t>(selector))] = v;
+    if (r.ec != std::errc() || r.ptr != end || selector > 0xffff || !from_json(item, v) || check(s, v) != OPEN_E_NONE)
+      continue;
+    s.values[slot(index, selector)] = v;
   }
 }
 

@@ -10,9 +10,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/common/launch.h"
+
 namespace veltrum::test {
 
 ChildProcess::ChildProcess(std::vector<std::string> argv, std::vector<std::string> env) {
+  argv = launch_argv(std::move(argv), VELTRUM_BUILD_DIR);
   pid_t parent = getpid();
   pid_ = fork();
   if (pid_ < 0) throw std::runtime_error("fork failed");

@@ -209,6 +209,12 @@ TEST(ProtocolList, PrefixComparisonAndUnknownWords) {
   EXPECT_EQ(count, 8u);
   EXPECT_THAT(std::vector<uint32_t>(numbers, numbers + 8),
               ElementsAre(0x0800, 0x8137, 0x0806, 0xDEAD, 0xDEAD, 0xDEAD, 0, 1));
+
+  // Past 32 bits: the largest 32-bit number, with 32- and 64-bit `long` alike.
+  char wide[] = "4294969344,0x100000806,99999999999999999999999,4294967295";
+  ASSERT_EQ(protocol_list_parse(wide, numbers, 8, &count), 0);
+  EXPECT_THAT(std::vector<uint32_t>(numbers, numbers + count),
+              ElementsAre(0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu));
 }
 
 TEST(ProtocolList, EmptyTokensAndCapacity) {

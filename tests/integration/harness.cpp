@@ -22,6 +22,7 @@
 
 #include "sim/control_calls.h"
 #include "support/device.h"
+#include "tests/common/launch.h"
 
 namespace veltrum::test {
 
@@ -251,8 +252,9 @@ void AgentHarness::lock_port() {
   }
 }
 
-pid_t AgentHarness::spawn(const std::vector<std::string> &argv, const std::vector<std::string> &env,
+pid_t AgentHarness::spawn(const std::vector<std::string> &program, const std::vector<std::string> &env,
                           const std::string &log_file) {
+  std::vector<std::string> argv = launch_argv(program, VELTRUM_BUILD_DIR);
   std::vector<char *> args;
   for (const auto &a : argv) args.push_back(const_cast<char *>(a.c_str()));
   args.push_back(nullptr);

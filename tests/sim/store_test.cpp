@@ -132,6 +132,17 @@ TEST_F(StoreTest, LoadSkipsWhatItDoesNotRecognise) {
   EXPECT_EQ(store.table("acls").size(), 1u);
   JsonPtr not_object(json_object_new_int(3));
   EXPECT_FALSE(store.load_json(not_object.get()));
+
+  // Indexes are 32-bit numbers, with 32- and 64-bit `long` alike.
+  store.reset();
+  JsonPtr wide(json_tokener_parse(R"({"settings":{"i.rate":{"4":40,"4294967297":1,"4294967295":2,"-1":3}}})"));
+  ASSERT_TRUE(store.load_json(wide.get()));
+  JsonPtr saved(store.save_json());
+  json_object *settings = nullptr;
+  json_object *rates = nullptr;
+  ASSERT_TRUE(json_object_object_get_ex(saved.get(), "settings", &settings) &&
+              json_object_object_get_ex(settings, "i.rate", &rates));
+  EXPECT_STREQ(json_object_to_json_string_ext(rates, JSON_C_TO_STRING_PLAIN), R"({"4":40,"4294967295":2})");
 }
 
 TEST_F(StoreTest, PokeWritesSettingsAndRows) {

@@ -31,6 +31,11 @@ TEST(Declarations, WhatTheWalkersCannotServeIsRefused) {
   static const Field kMissing[] = {
       {"mode", flag("Invalid %d"), no_call, nullptr, nullptr, nullptr, SetLog::Rc, 0, "Parsing Error: '%s' invalid.\n"}};
   EXPECT_FALSE(check_declaration("missing_log", Resource{.name = "x", .walk = scalar(), .fields = kMissing}));
+  // A length modifier: the walkers give an int, whatever the target's long.
+  static const Field kIntmax[] = {{"mode", no_check(), no_call, nullptr, "Failed %jd", nullptr, SetLog::Rc}};
+  EXPECT_FALSE(check_declaration("intmax", Resource{.name = "x", .walk = scalar(), .fields = kIntmax}));
+  static const Field kPtrdiff[] = {{"mode", no_check(), no_call, nullptr, "Failed %td", nullptr, SetLog::Rc}};
+  EXPECT_FALSE(check_declaration("ptrdiff", Resource{.name = "x", .walk = scalar(), .fields = kPtrdiff}));
 
   // A port walk whose first key is no number; a list walk without cursor.
   static const Field kName[] = {{"name", any_text()}};
