@@ -14,6 +14,7 @@
 // program's pid, and signals reach the program.
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -24,10 +25,15 @@
 namespace veltrum::test {
 
 // `argv` with the emulator's words (separated by '|') in front when argv[0] is a
-// program under `build_dir`.
+// program under `build_dir`, itself or through a link (a device root's
+// program that links to the build's).
 inline std::vector<std::string> launch_argv(std::vector<std::string> argv, const std::string &build_dir) {
   std::string emulator = VELTRUM_EMULATOR;
-  if (emulator.empty() || argv.empty() || argv[0].compare(0, build_dir.size() + 1, build_dir + "/") != 0) return argv;
+  if (emulator.empty() || argv.empty()) return argv;
+  std::error_code ignored;
+  std::string program = std::filesystem::weakly_canonical(argv[0], ignored).string();
+  std::string build = std::filesystem::weakly_canonical(build_dir, ignored).string();
+  if (program.compare(0, build.size() + 1, build + "/") != 0) return argv;
   std::vector<std::string> words;
   for (size_t start = 0;;) {
     size_t end = emulator.find('|', start);

@@ -26,6 +26,7 @@
 #include "support/process.h"
 #include "tests/common/child_process.h"
 #include "tests/common/temp_dir.h"
+#include "tests/common/launch.h"
 #include "tests/integration/harness.h"
 #include "tests/integration/processes.h"
 
@@ -47,7 +48,9 @@ const std::string kServerScript = std::string(VELTRUM_SOURCE_DIR) + "/scripts/up
 constexpr const char *kNewVersion = "7.8.12.1";
 
 // Runs a program to its end (no shell); its output, and its exit status in `status`.
-std::string run(const std::vector<std::string> &args, int *status = nullptr) {
+std::string run(const std::vector<std::string> &command, int *status = nullptr) {
+  // A program of a cross build runs under its emulator.
+  std::vector<std::string> args = veltrum::test::launch_argv(command, VELTRUM_BUILD_DIR);
   std::vector<char *> argv;
   for (const auto &a : args) argv.push_back(const_cast<char *>(a.c_str()));
   argv.push_back(nullptr);
