@@ -1,7 +1,7 @@
 #include "support/uptime.h"
 
 #include <fcntl.h>
-#include <sys/sysinfo.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -55,14 +55,18 @@ bool offset_enabled(const std::string &root) {
 
 }  // namespace
 
+// The uptime sysinfo() reports (seconds since boot, a part of a second
+// counting as a whole one), read from the clock it reads: every request
+// asks for it, and sysinfo() would add a system call that sums the memory
+// counters as well.
 long get_uptime() {
-  struct sysinfo info;
-  int rc = ::sysinfo(&info);
+  timespec boot{};
+  int rc = ::clock_gettime(CLOCK_BOOTTIME, &boot);
   if (rc != 0) {
     agent_log(7, "get uptime error:%d", rc);
     return 0;
   }
-  long uptime = info.uptime;
+  long uptime = static_cast<long>(boot.tv_sec) + (boot.tv_nsec ? 1 : 0);
   const std::string &root = device_root();
   if (!root.empty() && offset_enabled(root)) uptime += read_offset(root);
   return uptime;

@@ -1,6 +1,7 @@
 // System uptime in whole seconds, the time base of sessions and jobs.
 //
-// Read with sysinfo(). Under a development device root (not "/") the file
+// The value sysinfo() reports, read from its clock (CLOCK_BOOTTIME). Under a
+// development device root (not "/") the file
 // "<root>/run/uptime-offset" holds a number of seconds added to the
 // reading: tests move the agent's clock forward without sleeping. The file
 // is consulted only when it exists at the first reading under that root
