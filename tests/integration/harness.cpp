@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -311,6 +312,20 @@ void AgentHarness::start_sim() {
 void AgentHarness::stop_sim(int signal_number) {
   if (sim_pid_ > 0) kill_and_wait(sim_pid_, signal_number, nullptr);
   sim_pid_ = -1;
+}
+
+void AgentHarness::freeze_sim() {
+  if (sim_pid_ <= 0 || ::kill(sim_pid_, SIGSTOP) != 0) throw std::runtime_error("no simulator to stop");
+  int st = 0;
+  pid_t r;
+  do {
+    r = waitpid(sim_pid_, &st, WUNTRACED);
+  } while (r < 0 && errno == EINTR);
+  if (r != sim_pid_ || !WIFSTOPPED(st)) throw std::runtime_error("the simulator ended instead of stopping");
+}
+
+void AgentHarness::thaw_sim() {
+  if (sim_pid_ <= 0 || ::kill(sim_pid_, SIGCONT) != 0) throw std::runtime_error("no simulator to continue");
 }
 
 bool AgentHarness::sim_running() {

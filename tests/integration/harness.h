@@ -145,6 +145,11 @@ class AgentHarness {
   void stop_sim(int signal_number = SIGTERM);  // and waits for it
   bool sim_running();
   pid_t sim_pid() const { return sim_pid_; }
+  // A hung platform service: stops the simulator and returns once every one
+  // of its threads has stopped (a stop signal takes effect only when the
+  // process is next scheduled, and until then it keeps answering).
+  void freeze_sim();
+  void thaw_sim();
 
   // Agent process. start_agent(true) waits until 127.0.0.1:8445 accepts
   // connections (and fails the test if the agent exits first). Unless told

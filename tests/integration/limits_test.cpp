@@ -3,8 +3,6 @@
 // connection time-out, and the time-out of platform calls with the fast
 // failure that follows it. Each test starts its own agent, with the time
 // limits shortened through the development settings.
-#include <signal.h>
-
 #include <chrono>
 #include <future>
 #include <memory>
@@ -102,7 +100,7 @@ TEST(PlatformTimeoutTest, AHungPlatformCostsOneTimeoutThenCallsFailAtOnce) {
   ASSERT_TRUE(s.ok);
   ASSERT_EQ(h.get(kIntf, s.auth()).status, 200);
 
-  ASSERT_EQ(::kill(h.sim_pid(), SIGSTOP), 0);
+  h.freeze_sim();
   // The first request that needs the platform waits for the time-out ...
   HttpResponse first = request_within("GET", kIntf, std::nullopt, s.auth(), kTimeout + seconds(10));
   EXPECT_TRUE(is_failure_envelope(first)) << first.error << " " << first.body;
@@ -121,7 +119,7 @@ TEST(PlatformTimeoutTest, AHungPlatformCostsOneTimeoutThenCallsFailAtOnce) {
     std::this_thread::sleep_for(milliseconds(1200));
   }
 
-  ASSERT_EQ(::kill(h.sim_pid(), SIGCONT), 0);
+  h.thaw_sim();
   // Serving again within about a second (the bound only turns a handle that
   // never recovers into a failure).
   auto deadline = std::chrono::steady_clock::now() + seconds(3);
