@@ -70,7 +70,7 @@ TEST_F(HttpConfigTest, EveryRefusalLeavesTheStoredSettingsUnchanged) {
 
 TEST_F(HttpConfigTest, BoundaryValuesAreAccepted) {
   for (const char *changes : {R"("httpPort": 80)", R"("httpPort": 8080)", R"("httpsPort": 443)",
-                              R"("httpsPort": 65535)", R"("softTimeout": 0, "hardTimeout": 168, "maxSes": 1)",
+                              R"("httpsPort": 65535)", R"("softTimeout": 60, "hardTimeout": 168, "maxSes": 1)",
                               R"("httpEnable": 0)", R"("httpsEnable": 0)", R"("httpLang": "auto")"})
     EXPECT_EQ(rc_of(post("http_config", settings(changes))), 0) << changes;
 }
@@ -111,6 +111,20 @@ TEST_F(HttpConfigTest, MaxSesLimitsTheNextLogin) {
   EXPECT_EQ(json_int_at(refused.response.json().get(), {"resp", "errCode"}), 481);
   ASSERT_EQ(rc_of(post("http_config", settings(R"("maxSes": 2)"))), 0);
   EXPECT_TRUE(harness().login().ok);
+}
+
+TEST_F(HttpConfigTest, ZeroSoftTimeoutKeepsASessionOnlyWithinTheSecondOfItsLastUse) {
+  ASSERT_EQ(rc_of(post("http_config", settings(R"("softTimeout": 0)"))), 0);
+  harness().advance_clock(1);
+  EXPECT_EQ(get("http_config").status, 307);
+  // Back to the suite's settings, through logins that each live only within
+  // their second (one may pass between the login and the write).
+  bool restored = false;
+  for (int attempt = 0; attempt < 5 && !restored; ++attempt) {
+    Login again = harness().login();
+    restored = again.ok && rc_of(harness().post("/api/v1/http_config", settings(), again.auth())) == 0;
+  }
+  ASSERT_TRUE(restored);
 }
 
 TEST_F(HttpConfigTest, SoftTimeoutCountsFromTheNextRequest) {
