@@ -15,6 +15,15 @@ namespace veltrum::rpc {
 
 namespace {
 
+// The connection this thread serves: its server, and the downtime a call
+// served here asked for, to begin once its answer is out. Empty on threads
+// that serve no connection.
+struct Serving {
+  const void *server = nullptr;
+  int64_t *down_after_answer = nullptr;
+};
+thread_local Serving t_serving;
+
 int64_t now_ms() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(
              std::chrono::steady_clock::now().time_since_epoch())
@@ -148,6 +157,11 @@ void Server::serve_connection(int fd) {
   std::vector<uint8_t> answer;
   openapiClientHandle_t client{};
   bool greeted = false;
+  int64_t down_after_answer = 0;
+  t_serving = Serving{this, &down_after_answer};
+  struct Unset {
+    ~Unset() { t_serving = Serving{}; }
+  } unset;
   while (!stopping_ && reader.next(body)) {
     Reader in(body.data(), body.size());
     uint32_t id = 0;
@@ -168,8 +182,8 @@ void Server::serve_connection(int fd) {
     uint32_t length = static_cast<uint32_t>(answer.size() - 4);
     std::memcpy(answer.data(), &length, 4);
     if (!send_all(fd, answer)) return;
-    if (int64_t down = pending_down_ms_.exchange(0); down > 0) {
-      go_down(std::chrono::milliseconds(down));
+    if (down_after_answer > 0) {
+      go_down(std::chrono::milliseconds(down_after_answer));
       return;
     }
   }
@@ -179,6 +193,13 @@ void Server::drop_connections() {
   std::lock_guard<std::mutex> lock(conns_mu_);
   for (auto &c : conns_)
     if (c.fd >= 0) ::shutdown(c.fd, SHUT_RDWR);
+}
+
+void Server::go_down_after_answer(std::chrono::milliseconds downtime) {
+  if (t_serving.server == this)
+    *t_serving.down_after_answer = downtime.count();
+  else
+    go_down(downtime);
 }
 
 void Server::go_down(std::chrono::milliseconds downtime) {

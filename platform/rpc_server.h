@@ -76,8 +76,11 @@ class Server {
   // again after `downtime`: what clients see of a platform restart.
   void go_down(std::chrono::milliseconds downtime);
   // The same, but only once the answer to the call now being served has
-  // been sent (a control call that takes the service down still answers).
-  void go_down_after_answer(std::chrono::milliseconds downtime) { pending_down_ms_ = downtime.count(); }
+  // been sent (a call that takes the service down still answers). Called
+  // from a call's implementation: the answer waited for is that call's own,
+  // not whichever another connection sends first. Anywhere else it is
+  // go_down.
+  void go_down_after_answer(std::chrono::milliseconds downtime);
   bool listening() const { return listen_fd_.load() >= 0; }
 
  private:
@@ -92,7 +95,6 @@ class Server {
   std::atomic<int> listen_fd_{-1};
   std::atomic<bool> stopping_{false};
   std::atomic<int64_t> down_until_ms_{0};
-  std::atomic<int64_t> pending_down_ms_{0};
   std::thread acceptor_;
   std::mutex conns_mu_;
   struct Conn {

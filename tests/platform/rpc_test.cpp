@@ -19,6 +19,7 @@
 
 #include "core/platform_call.h"
 #include "core/platform_client.h"
+#include "platform/calls/08_files.h"
 #include "platform/calls/10_dai.h"
 #include "platform/rpc_server.h"
 #include "platform/stubs.h"
@@ -30,6 +31,7 @@ namespace {
 using veltrum::rpc::CallSig;
 using veltrum::rpc::make_handler;
 namespace dai = veltrum::calls::dai;
+namespace files = veltrum::calls::files;
 namespace interfaces = veltrum::calls::interfaces;
 namespace network = veltrum::calls::network;
 namespace sys = veltrum::calls::system;
@@ -284,6 +286,46 @@ TEST_F(RpcTest, ServiceDownThenBack) {
   for (int i = 0; i < 100 && rpcclt_openapiConnectivityCheck(&client_) != OPEN_E_NONE; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   EXPECT_EQ(rpcclt_openapiConnectivityCheck(&client_), OPEN_E_NONE);
+}
+
+TEST_F(RpcTest, ACallThatTakesTheServiceDownStillGetsItsOwnAnswer) {
+  // The reload asks for the restart once its answer is out, and another
+  // client's call is answered in the meantime: the restart waits for the
+  // reload's answer, not for that one.
+  std::mutex mu;
+  std::condition_variable cv;
+  bool reloading = false;
+  bool other_answered = false;
+  service_.on<files::CallId::rpcclt_openapiSystemReload>([&](openapiClientHandle_t *) {
+    server_->go_down_after_answer(std::chrono::milliseconds(300));
+    std::unique_lock<std::mutex> lock(mu);
+    reloading = true;
+    cv.notify_all();
+    cv.wait_for(lock, std::chrono::seconds(3), [&] { return other_answered; });
+    return OPEN_E_NONE;
+  });
+  service_.on<sys::CallId::rpcclt_openapiConnectivityCheck>([](openapiClientHandle_t *) { return OPEN_E_NONE; });
+  openapiClientHandle_t other{};
+  ASSERT_EQ(openapiClientRegister("other", &other), OPEN_E_NONE);
+  ASSERT_EQ(rpcclt_openapiConnectivityCheck(&other), OPEN_E_NONE);
+
+  open_error_t reload = OPEN_E_FAIL;
+  std::thread reloader([&] { reload = rpcclt_openapiSystemReload(&client_); });
+  {
+    std::unique_lock<std::mutex> lock(mu);
+    ASSERT_TRUE(cv.wait_for(lock, std::chrono::seconds(3), [&] { return reloading; }));
+  }
+  EXPECT_EQ(rpcclt_openapiConnectivityCheck(&other), OPEN_E_NONE);
+  {
+    std::lock_guard<std::mutex> lock(mu);
+    other_answered = true;
+  }
+  cv.notify_all();
+  reloader.join();
+  EXPECT_EQ(reload, OPEN_E_NONE);
+  // And then the service is away for a while.
+  EXPECT_EQ(rpcclt_openapiConnectivityCheck(&other), OPEN_E_RPC);
+  openapiClientTearDown(&other);
 }
 
 TEST_F(RpcTest, HandlesOwnTheirConnections) {
