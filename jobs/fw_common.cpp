@@ -13,7 +13,7 @@
 #include <cstring>
 #include <limits>
 
-#include "core/agent.h"
+#include "core/app_status.h"
 #include "core/platform_client.h"
 #include "core/response.h"
 #include "support/log.h"

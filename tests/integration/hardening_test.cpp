@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/dispatch.h"
+#include "server/dispatch.h"
 #include "tests/integration/harness.h"
 #include "tests/integration/raw_http.h"
 

@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/agent.h"
+#include "server/agent.h"
 #include "tests/integration/harness.h"
 #include "tests/integration/raw_http.h"
 

@@ -1,4 +1,4 @@
-#include "core/dispatch.h"
+#include "server/dispatch.h"
 
 #include <strings.h>
 

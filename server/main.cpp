@@ -9,7 +9,7 @@
 
 #include <json-c/json.h>
 
-#include "core/agent.h"
+#include "server/agent.h"
 #include "core/platform_client.h"
 #include "jobs/ping_test.h"
 #include "jobs/traceroute.h"
