@@ -11,7 +11,7 @@
 # names (CMAKE_CROSSCOMPILING_EMULATOR); $emulator holds it, empty natively.
 #   bench_login                         sets the array $headers (cookie, token)
 #
-# Needs curl; BUILD_DIR must hold core/veltrum, sim/veltrum-simd and
+# Needs curl; BUILD_DIR must hold server/veltrum, sim/veltrum-simd and
 # sim/veltrum-simctl.
 
 wait_for() {  # wait_for DESCRIPTION COMMAND...
@@ -27,7 +27,7 @@ wait_for() {  # wait_for DESCRIPTION COMMAND...
 bench_start() {
   build=$(cd "${1:?usage: bench_start BUILD_DIR [LOG_LEVEL]}" && pwd)
   local log_level=${2:-4}
-  for f in core/veltrum sim/veltrum-simd sim/veltrum-simctl; do
+  for f in server/veltrum sim/veltrum-simd sim/veltrum-simctl; do
     [ -x "$build/$f" ] || { echo "missing $build/$f (build it first)" >&2; exit 2; }
   done
   command -v curl >/dev/null || { echo "curl is not installed" >&2; exit 2; }
@@ -50,7 +50,7 @@ bench_start() {
   pids+=($!)
   wait_for "the simulator" "${emulator[@]}" "$build/sim/veltrum-simctl" --root "$root" check
 
-  VELTRUM_ROOT=$root VELTRUM_LOG_LEVEL=$log_level "${emulator[@]}" "$build/core/veltrum" >"$root/agent.log" 2>&1 &
+  VELTRUM_ROOT=$root VELTRUM_LOG_LEVEL=$log_level "${emulator[@]}" "$build/server/veltrum" >"$root/agent.log" 2>&1 &
   agent=$!
   pids+=($agent)
   wait_for "the agent" curl -s -o /dev/null http://127.0.0.1:8445/api/v1/setup

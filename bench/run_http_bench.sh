@@ -8,7 +8,7 @@
 #
 #   bench/run_http_bench.sh BUILD_DIR
 #
-# Builds nothing: BUILD_DIR must hold core/veltrum, sim/veltrum-simd,
+# Builds nothing: BUILD_DIR must hold server/veltrum, sim/veltrum-simd,
 # sim/veltrum-simctl and bench/mhd_minimal. Needs wrk and curl. Settings
 # (environment): BENCH_DURATION seconds per rate run (10), BENCH_CONNECTIONS
 # (8), BENCH_THREADS wrk threads (1), BENCH_REQUESTS for the memory check

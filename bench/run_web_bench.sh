@@ -42,7 +42,7 @@ echo "{\"httpPort\": $http_port, \"httpsPort\": $https_port}" > "$root/mnt/fastp
 pids+=($!)
 until VELTRUM_ROOT=$root "$build/sim/veltrum-simctl" check >/dev/null 2>&1; do sleep 0.05; done
 "$root/bin/restgen" >/dev/null 2>&1
-VELTRUM_ROOT=$root VELTRUM_LOG_LEVEL=4 "$build/core/veltrum" >"$root/agent.log" 2>&1 &
+VELTRUM_ROOT=$root VELTRUM_LOG_LEVEL=4 "$build/server/veltrum" >"$root/agent.log" 2>&1 &
 pids+=($!)
 VELTRUM_ROOT=$root "$root/bin/lighttpdMon" >"$root/monitor.log" 2>&1 &
 pids+=($!)

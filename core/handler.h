@@ -79,20 +79,24 @@ class Outcome {
   void detail(const char *key, json_object *value) { json_object_object_add(err_args, key, value); }
   void code(int c) { err_code = c; }
 
-  // Ends a write: rc from the failure counts, errCode and arguments to the
-  // error record when it failed, the envelope without data (a successful
-  // write saves the configuration).
-  void finish_write(ResponseHolder *response, const char *name, int aggregate);
+  // The endings of a write save the running configuration when the write
+  // succeeded, then answer the envelope without data.
+  //
+  // finish_write: rc from the failure counts, errCode and arguments to the
+  // error record when it failed; answers whether it succeeded.
+  bool finish_write(ResponseHolder *response, const char *name, int aggregate);
   // Ends a scalar write: the error record is touched only by a failure
   // that set an errCode of its own.
   void finish_scalar(ResponseHolder *response, const char *name);
   // Ends a read: the envelope with `data` (owned, released here) under
   // `name` when given, rc as set by the handler.
   void finish_read(ResponseHolder *response, const char *name, json_object *data);
-  // A write answered without touching the error record.
+  // A write answered with rc as set, without touching the error record.
   void finish_plain(ResponseHolder *response, const char *name);
 
  private:
+  void answer_write(ResponseHolder *response, const char *name);
+
   json_object *envelope_;
   json_object *resp_;
 };
@@ -253,8 +257,9 @@ struct Resource;
 // texts (list names), in the order the walk and its parents give them.
 struct Index {
   static constexpr size_t kParts = 4;
+  static constexpr size_t kTexts = 2;
   uint32_t num[kParts] = {};
-  std::string text[2];
+  std::string text[kTexts];
   uint8_t nums = 0;
   uint8_t texts = 0;
 };
@@ -283,6 +288,51 @@ struct Element {
 using Getter = int (*)(const Element &e, json_object **out);
 using Setter = int (*)(const Element &e, json_object *value);
 using Action = int (*)(const Element &e);
+
+// Where one argument of a bound platform call comes from, as the start-up
+// check reads it: the key's value, an index part (by position), another
+// member of the element, a query variable; everything else (constants,
+// outputs) needs no check.
+enum class SourceKind : uint8_t { Other, Value, Index, IndexText, Member, Query };
+struct SourceRef {
+  SourceKind kind = SourceKind::Other;
+  const char *name = nullptr;  // Member, Query
+  int position = -1;           // Index, IndexText
+};
+
+// What a binding tells of itself: the platform call it makes (null for
+// code of its own) and its sources, in parameter order.
+struct Binding {
+  const char *(*call)() = nullptr;
+  const SourceRef *sources = nullptr;
+  uint8_t source_count = 0;
+
+  const char *call_name() const { return call ? call() : nullptr; }
+};
+
+// Getters, setters and actions: a function and what it binds. Code of its
+// own converts from a plain function (nothing to inspect then).
+struct GetBinding : Binding {
+  Getter fn = nullptr;
+  constexpr GetBinding() = default;
+  constexpr GetBinding(Getter f, Binding b = {}) : Binding(b), fn(f) {}
+  explicit constexpr operator bool() const { return fn != nullptr; }
+  int operator()(const Element &e, json_object **out) const { return fn(e, out); }
+};
+struct SetBinding : Binding {
+  Setter fn = nullptr;
+  constexpr SetBinding() = default;
+  constexpr SetBinding(Setter f, Binding b = {}) : Binding(b), fn(f) {}
+  explicit constexpr operator bool() const { return fn != nullptr; }
+  int operator()(const Element &e, json_object *value) const { return fn(e, value); }
+};
+struct ActBinding : Binding {
+  Action fn = nullptr;
+  constexpr ActBinding() = default;
+  constexpr ActBinding(Action f, Binding b = {}) : Binding(b), fn(f) {}
+  explicit constexpr operator bool() const { return fn != nullptr; }
+  int operator()(const Element &e) const { return fn(e); }
+};
 
 // What a failing setter's message is given, after its format.
 enum class SetLog : uint8_t {
@@ -319,18 +369,31 @@ enum FieldFlags : uint16_t {
   kReadOnly = kGet,
 };
 
-// One key of a resource's element.
+// One key of a resource's element, written with designated members:
+//
+//   {.key = "trust", .check = flag("Invalid  trusted %d"),
+//    .get = platform_get<&rpcclt_openapiDaiIntfTrustGet>, .set = platform_set<&rpcclt_openapiDaiIntfTrustSet>}
+//
+// A failing getter or setter logs `get_error` / `set_error` when the
+// resource's table gives a text; without one the walkers log a text made of
+// the key and the platform call ("Failed to set trust (rpcclt_openapiDaiIntfTrustSet) ...").
 struct Field {
   const char *key;
-  Check check = {};
-  Getter get = nullptr;             // listed by GET when given
-  Setter set = nullptr;             // applied by POST when given
+  Check check = {};                 // POST, and DELETE unless `delete_check`
+  GetBinding get = {};              // listed by GET when given
+  SetBinding set = {};              // applied by POST when given
   const char *get_error = nullptr;  // log format, given the platform result
   const char *set_error = nullptr;  // log format, see `set_log`
   SetLog set_log = SetLog::Rc;
   uint16_t flags = 0;
   // Logged (level 4) when POST or DELETE finds the member absent; null: nothing.
   const char *missing_log = nullptr;
+  // DELETE's own check and absent-member text, where they differ from POST's.
+  const Check *delete_check = nullptr;
+  const char *delete_missing_log = nullptr;
+
+  const Check &check_for(bool deleting) const { return deleting && delete_check ? *delete_check : check; }
+  const char *missing_for(bool deleting) const { return deleting && delete_check ? delete_missing_log : missing_log; }
 };
 
 // ---------------------------------------------------------------- walks
@@ -352,11 +415,29 @@ enum class WalkKind : uint8_t {
   Single,         // the one element that the query variables name
 };
 
+// The parts of an element's index, in order: a parent's parts first, then
+// the walk's own: the first key for Ports, PhysicalPorts and Vlans walks,
+// the keys marked kIndex of a List walk (numbers and texts apart, by their
+// checks), the query variables with `index` of a Single walk, and the
+// numbers a cursor adds besides (`parts`, by name: an ACL's id found by its
+// name). Bindings name parts by position (Idx<1>: the second number); the
+// start-up check refuses a position past the walk's parts.
 struct Walk {
   WalkKind kind = WalkKind::None;
   Cursor next = nullptr;
   // Logged with the platform result when a walk's first call fails.
   const char *first_error = nullptr;
+  // Numbers and texts a cursor adds to the index after the keys' (an ACL's
+  // id found by its name, a client's logical port), by name.
+  std::span<const char *const> parts = {};
+  std::span<const char *const> text_parts = {};
+
+  constexpr Walk adding(std::span<const char *const> numbers, std::span<const char *const> texts = {}) const {
+    Walk w = *this;
+    w.parts = numbers;
+    w.text_parts = texts;
+    return w;
+  }
 };
 
 constexpr Walk scalar() { return {WalkKind::Scalar}; }
@@ -398,6 +479,14 @@ struct Nested {
   const char *list_key = nullptr;
 };
 
+// What a write does with an element that lacks a member it must have.
+// Arrays skip the element uncounted by default; a scalar write always fails.
+enum class MissingMember : uint8_t {
+  Skip,  // the element is skipped, not counted; the next one is written
+  Stop,  // the walk ends: later elements are not written; earlier ones stay
+  Fail,  // the element counts as one failure
+};
+
 // A resource's declaration. For Ports, PhysicalPorts and Vlans walks the
 // element's index is fields[0] ("port", "vlan"), checked by its check and
 // without getter or setter; List walks index their elements by the fields
@@ -412,11 +501,11 @@ struct Resource {
   std::span<const Query> query = {};
   // POST: run per element after its checks and before its setters
   // (creating a list entry, clearing counters).
-  Action create = nullptr;
+  ActBinding create = {};
   const char *create_error = nullptr;  // log format, see create_log
   ActionLog create_log = ActionLog::Rc;
   // DELETE: run per element after the checks of its kDelete fields.
-  Action remove = nullptr;
+  ActBinding remove = {};
   const char *remove_error = nullptr;
   ActionLog remove_log = ActionLog::Rc;
   const Nested *nested = nullptr;
@@ -425,9 +514,18 @@ struct Resource {
   const char *wrapper_missing_log = nullptr;
   // Aggregate code when only creations or platform calls failed (default: aggregate).
   int apply_aggregate = 0;
+  // What an element without one of its members does (see MissingMember).
+  MissingMember missing = MissingMember::Skip;
 
   const char *body_name() const { return body_key ? body_key : name; }
 };
+
+// The roles of a key, as the walkers read them: part of the index, listed
+// by GET, read by POST, read by DELETE.
+bool is_index(const Resource &r, size_t field);
+bool listed(const Resource &r, size_t field);
+bool posted(const Resource &r, size_t field);
+bool deleted(const Resource &r, size_t field);
 
 // The methods a declaration serves.
 bool serves_get(const Resource &r);

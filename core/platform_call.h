@@ -317,6 +317,7 @@ struct Arg<Idx<I>, P> {
   P held{};
   bool load(const Context &c) {
     static_assert(kIsInteger<P>, "an index number feeds an integer parameter");
+    static_assert(I >= 0 && I < static_cast<int>(Index::kParts), "an index has at most Index::kParts numbers");
     const Element *e = c.moving ? c.moving : c.e;
     return to_integer(static_cast<int64_t>(e->index.num[I]), held);
   }
@@ -326,6 +327,7 @@ struct Arg<Idx<I>, P> {
 
 template <int I, size_t N, typename P>
 struct Arg<Txt<I, N>, P> {
+  static_assert(I >= 0 && I < static_cast<int>(Index::kTexts), "an index has at most Index::kTexts texts");
   TextIn held;
   bool load(const Context &c) {
     const std::string &t = c.moving ? c.moving->index.text[I] : c.e->index.text[I];
@@ -463,6 +465,7 @@ struct Arg<CurrentPort, P> {
 
 template <int I, typename P>
 struct Arg<NextNum<I>, P> {
+  static_assert(I >= 0 && I < static_cast<int>(Index::kParts), "an index has at most Index::kParts numbers");
   std::remove_pointer_t<P> held{};
   bool load(const Context &) { return true; }
   P arg() { return &held; }
@@ -474,6 +477,7 @@ struct Arg<NextNum<I>, P> {
 
 template <int I, size_t N, typename P>
 struct Arg<NextTxt<I, N>, P> {
+  static_assert(I >= 0 && I < static_cast<int>(Index::kTexts), "an index has at most Index::kTexts texts");
   TextOut<N> held;
   bool load(const Context &) { return true; }
   P arg() { return &held.desc; }
@@ -537,38 +541,102 @@ struct Arity<open_error_t (*)(openapiClientHandle_t *, P...)> {
   static constexpr size_t value = sizeof...(P);
 };
 
+// ---- what a binding tells of itself (the start-up check, default log texts)
+
+template <typename S>
+struct Describe {
+  static constexpr SourceRef ref{};
+};
+template <>
+struct Describe<Val> {
+  static constexpr SourceRef ref{SourceKind::Value};
+};
+template <size_t N>
+struct Describe<ValText<N>> {
+  static constexpr SourceRef ref{SourceKind::Value};
+};
+template <int I>
+struct Describe<Idx<I>> {
+  static constexpr SourceRef ref{SourceKind::Index, nullptr, I};
+};
+template <int I, size_t N>
+struct Describe<Txt<I, N>> {
+  static constexpr SourceRef ref{SourceKind::IndexText, nullptr, I};
+};
+template <Name K>
+struct Describe<Key<K>> {
+  static constexpr SourceRef ref{SourceKind::Member, K.text};
+};
+template <Name K>
+struct Describe<Q<K>> {
+  static constexpr SourceRef ref{SourceKind::Query, K.text};
+};
+template <typename S>
+struct Describe<Ipv4<S>> {
+  static constexpr SourceRef ref = std::is_same_v<S, Val> ? SourceRef{SourceKind::Value} : Describe<S>::ref;
+};
+
+template <typename... S>
+inline constexpr SourceRef kSources[sizeof...(S) + 1] = {Describe<S>::ref..., SourceRef{}};
+
+template <auto Fn>
+const char *call_name() {
+  return rpc::stub_name(reinterpret_cast<const void *>(Fn));
+}
+
+template <auto Fn, typename... S>
+constexpr Binding binding_of() {
+  return {&call_name<Fn>, kSources<S...>, static_cast<uint8_t>(sizeof...(S))};
+}
+
+template <auto Fn, typename... S>
+int run_get(const Element &e, json_object **out) {
+  return CallOf<Fn, S...>::run({.e = &e, .out = out});
+}
+template <auto Fn, typename... S>
+int run_set(const Element &e, json_object *value) {
+  return CallOf<Fn, S...>::run({.e = &e, .in = value});
+}
+template <auto Fn, typename... S>
+int run_act(const Element &e) {
+  return CallOf<Fn, S...>::run({.e = &e});
+}
+
 }  // namespace call_detail
 
-// A getter, setter or action of one platform call with its sources.
+// A getter, setter or action of one platform call with its sources. Each is
+// a binding the start-up check can read (its call and what its sources
+// name) and a callable: set<&Fn, Idx<0>, Val>(e, value).
 template <auto Fn, typename... S>
-int get(const Element &e, json_object **out) {
-  return call_detail::CallOf<Fn, S...>::run({.e = &e, .out = out});
-}
+inline constexpr GetBinding get{call_detail::run_get<Fn, S...>, call_detail::binding_of<Fn, S...>()};
 template <auto Fn, typename... S>
-int set(const Element &e, json_object *value) {
-  return call_detail::CallOf<Fn, S...>::run({.e = &e, .in = value});
-}
+inline constexpr SetBinding set{call_detail::run_set<Fn, S...>, call_detail::binding_of<Fn, S...>()};
 template <auto Fn, typename... S>
-int act(const Element &e) {
-  return call_detail::CallOf<Fn, S...>::run({.e = &e});
+inline constexpr ActBinding act{call_detail::run_act<Fn, S...>, call_detail::binding_of<Fn, S...>()};
+
+namespace call_detail {
+template <auto Fn, size_t N>
+constexpr GetBinding common_get() {
+  if constexpr (Arity<std::decay_t<decltype(Fn)>>::value == 1)
+    return get<Fn, ValText<N>>;
+  else
+    return get<Fn, Idx<0>, ValText<N>>;
 }
+template <auto Fn>
+constexpr SetBinding common_set() {
+  if constexpr (Arity<std::decay_t<decltype(Fn)>>::value == 1)
+    return set<Fn, Val>;
+  else
+    return set<Fn, Idx<0>, Val>;
+}
+}  // namespace call_detail
 
 // The common shapes: (client, T *) and (client, index, T *), or with a
 // text of at most N characters.
 template <auto Fn, size_t N = call_detail::kTextCapacity>
-int platform_get(const Element &e, json_object **out) {
-  if constexpr (call_detail::Arity<std::decay_t<decltype(Fn)>>::value == 1)
-    return get<Fn, ValText<N>>(e, out);
-  else
-    return get<Fn, Idx<0>, ValText<N>>(e, out);
-}
+inline constexpr GetBinding platform_get = call_detail::common_get<Fn, N>();
 template <auto Fn>
-int platform_set(const Element &e, json_object *value) {
-  if constexpr (call_detail::Arity<std::decay_t<decltype(Fn)>>::value == 1)
-    return set<Fn, Val>(e, value);
-  else
-    return set<Fn, Idx<0>, Val>(e, value);
-}
+inline constexpr SetBinding platform_set = call_detail::common_set<Fn>();
 
 // A cursor of one call: its In sources name the current entry (index parts
 // are zero or empty before the first), its Next sources take the next one.
@@ -582,14 +650,28 @@ int cursor2(Element &e, bool first) {
   return first ? First(e, true) : Next(e, false);
 }
 
-// A getter of a value the walk's cursor kept in the element's row.
+namespace call_detail {
 template <Name K>
-int from_row(const Element &e, json_object **out) {
+int row_value(const Element &e, json_object **out) {
   json_object *v = nullptr;
   if (!e.row || !json_object_object_get_ex(e.row, K.text, &v)) return OPEN_E_NOT_FOUND;
   *out = json_object_get(v);
   return OPEN_E_NONE;
 }
+template <Name K>
+int query_value(const Element &e, json_object **out) {
+  json_object *v = e.query_value(K.text);
+  if (!v) return OPEN_E_NOT_FOUND;
+  *out = json_object_get(v);
+  return OPEN_E_NONE;
+}
+template <Name K>
+inline constexpr SourceRef kQuerySource[2] = {{SourceKind::Query, K.text}, {}};
+}  // namespace call_detail
+
+// A getter of a value the walk's cursor kept in the element's row.
+template <Name K>
+inline constexpr GetBinding from_row{call_detail::row_value<K>};
 
 namespace call_detail {
 template <auto Fn, int64_t Min, typename Sig>
@@ -624,12 +706,7 @@ struct Limits<Fn, Min, open_error_t (*)(openapiClientHandle_t *, A *)> {
 // A getter of a query variable of the request (a Single or scalar
 // resource listing what it was asked for).
 template <Name K>
-int from_query(const Element &e, json_object **out) {
-  json_object *v = e.query_value(K.text);
-  if (!v) return OPEN_E_NOT_FOUND;
-  *out = json_object_get(v);
-  return OPEN_E_NONE;
-}
+inline constexpr GetBinding from_query{call_detail::query_value<K>, Binding{nullptr, call_detail::kQuerySource<K>, 1}};
 
 // The ports of an array [{"port": n}, ...] (after port_list_check).
 std::vector<uint32_t> ports_of(json_object *list, const char *key = "port");
@@ -642,8 +719,9 @@ bool port_list_check(Outcome &out, const char *key, json_object *value);
 // current set with ListGet(client, keys..., list), adds each missing port
 // with Add(client, keys..., ifNum) and removes each other port with
 // Remove(client, keys..., ifNum); the first failing call ends it.
+namespace call_detail {
 template <auto ListGet, auto Add, auto Remove, typename... KeySrc>
-int replace_ports(const Element &e, json_object *value) {
+int replace_port_set(const Element &e, json_object *value) {
   using namespace call_detail;
   std::vector<uint32_t> current;
   Context c{.e = &e, .ports = &current};
@@ -661,6 +739,10 @@ int replace_ports(const Element &e, json_object *value) {
   }
   return OPEN_E_NONE;
 }
+}  // namespace call_detail
+template <auto ListGet, auto Add, auto Remove, typename... KeySrc>
+inline constexpr SetBinding replace_ports{call_detail::replace_port_set<ListGet, Add, Remove, KeySrc...>,
+                                          call_detail::binding_of<Add, KeySrc...>()};
 
 // Platform limits as a LimitsFn: from (client, T *min, T *max), or from
 // (client, T *max) with the minimum `Min`.

@@ -68,8 +68,7 @@ void format_last_error(const char *format, ...) {
 
 bool is_str_empty(const char *text) { return !text || !*text; }
 
-// Makes a successful change permanent and tells the companion agent.
-static void save_running_config() {
+void save_running_config() {
   if (rpcclt_openapiSaveConfig(&g_client_handle) != OPEN_E_NONE)
     agent_log(7, "func=%s openapiSaveConfig Failed.", "uri_response");
   std::string program = device_path("/bin/PellmarCli");
@@ -98,11 +97,7 @@ void uri_response(ResponseHolder *holder, json_object *envelope, json_object *re
   // The envelope takes references of its own to resp and data, so the
   // handler's own json_object_put of each stays balanced.
   json_object_object_add(envelope, "resp", json_object_get(resp));
-  if (data) {
-    json_object_object_add(envelope, name ? name : "", json_object_get(data));
-  } else if (rc == 0 && name) {
-    save_running_config();
-  }
+  if (data) json_object_object_add(envelope, name ? name : "", json_object_get(data));
   const char *text = json_object_to_json_string_ext(envelope, JSON_C_TO_STRING_NOSLASHESCAPE);
   // Answers that carry tokens (the login resources) are never logged, and
   // secrets in any other answer are masked like those of request lines.

@@ -4,8 +4,9 @@
 // either directly (set_response: a status and a fixed text) or, as every
 // configuration resource does, through uri_response, which wraps the data in
 // the envelope {"resp": {...}, <resource name>: data}, reports the
-// process-wide error record on failure, saves the running configuration
-// after a successful write, and always answers HTTP 200.
+// process-wide error record on failure, and always answers HTTP 200. A
+// write that succeeded saves the running configuration itself, with
+// save_running_config, before it answers.
 //
 // The error record and last_error_text are process-wide and unguarded: all
 // handlers run one at a time on the server thread. The error record is
@@ -53,6 +54,9 @@ void set_rest_err(int code, json_object *args);
 void uri_response(ResponseHolder *holder, json_object *envelope, json_object *resp, json_object *data,
                   const char *name, int rc);
 void format_last_error(const char *format, ...) __attribute__((format(printf, 1, 2)));
+// Makes a successful change permanent (the platform's save of the running
+// configuration) and tells the companion agent.
+void save_running_config();
 
 // One member to extract: the name, and the value found (borrowed from the
 // request object; null when absent).

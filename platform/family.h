@@ -51,6 +51,7 @@
 // (platform/all_calls.h), not the tree.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "platform/client.h"
@@ -91,6 +92,16 @@ template <uint32_t WireId, typename... A>
 struct StubOf<WireId, open_error_t(openapiClientHandle_t *, A...)> {
   static open_error_t call(openapiClientHandle_t *client, A... args);
 };
+
+// The name of a client stub by its address, for the agent's logs and its
+// start-up check of declarations; null for an address that is no stub.
+// Each family's stub unit registers its names.
+const char *stub_name(const void *stub);
+struct StubName {
+  const void *stub;
+  const char *name;
+};
+void register_stub_names(const StubName *names, size_t count);
 
 // What the simulator needs of a plain setting row, without its types.
 enum class SettingScope : uint8_t { Global, Intf, Vlan };
@@ -139,6 +150,8 @@ enum class TextSyntax : uint8_t { ANY, NAME, HOST, IPV4, IPV6, IP, MAC };
   inline constexpr auto &name = veltrum::rpc::StubOf<VELTRUM_FAMILY_WIRE(name), open_error_t params>::call;
 #define VELTRUM_EACH_INSTANCE(name, params) \
   template struct StubOf<VELTRUM_FAMILY_WIRE(name), open_error_t params>;
+#define VELTRUM_EACH_STUBNAME(name, params) \
+  {reinterpret_cast<const void *>(&StubOf<VELTRUM_FAMILY_WIRE(name), open_error_t params>::call), #name},
 
 #define VELTRUM_ROW_INT_ENUM(...) VELTRUM_ROW_CALLS_INT(VELTRUM_EACH_ENUM, __VA_ARGS__)
 #define VELTRUM_ROW_BY_ENUM(...) VELTRUM_ROW_CALLS_BY(VELTRUM_EACH_ENUM, __VA_ARGS__)
@@ -156,8 +169,11 @@ enum class TextSyntax : uint8_t { ANY, NAME, HOST, IPV4, IPV6, IP, MAC };
 #define VELTRUM_ROW_BY_STUB(...) VELTRUM_ROW_CALLS_BY(VELTRUM_EACH_STUB, __VA_ARGS__)
 #define VELTRUM_ROW_TEXT_STUB(...) VELTRUM_ROW_CALLS_TEXT(VELTRUM_EACH_STUB, __VA_ARGS__)
 #define VELTRUM_ROW_INT_INSTANCE(...) VELTRUM_ROW_CALLS_INT(VELTRUM_EACH_INSTANCE, __VA_ARGS__)
+#define VELTRUM_ROW_INT_STUBNAME(...) VELTRUM_ROW_CALLS_INT(VELTRUM_EACH_STUBNAME, __VA_ARGS__)
 #define VELTRUM_ROW_BY_INSTANCE(...) VELTRUM_ROW_CALLS_BY(VELTRUM_EACH_INSTANCE, __VA_ARGS__)
+#define VELTRUM_ROW_BY_STUBNAME(...) VELTRUM_ROW_CALLS_BY(VELTRUM_EACH_STUBNAME, __VA_ARGS__)
 #define VELTRUM_ROW_TEXT_INSTANCE(...) VELTRUM_ROW_CALLS_TEXT(VELTRUM_EACH_INSTANCE, __VA_ARGS__)
+#define VELTRUM_ROW_TEXT_STUBNAME(...) VELTRUM_ROW_CALLS_TEXT(VELTRUM_EACH_STUBNAME, __VA_ARGS__)
 
 // Every call of family `fam` (setting rows first, getter before setter,
 // then the call list), each made into KIND.
@@ -195,8 +211,13 @@ enum class TextSyntax : uint8_t { ANY, NAME, HOST, IPV4, IPV6, IP, MAC };
   using namespace veltrum::calls::fam::stubs;
 
 // Defines the client stubs of family `fam` (one generated unit per family).
-#define VELTRUM_PLATFORM_FAMILY_STUBS(fam)      \
-  namespace veltrum::rpc {                      \
-  using namespace veltrum::calls::fam;          \
-  VELTRUM_FAMILY_CALLS(fam, INSTANCE)           \
+#define VELTRUM_PLATFORM_FAMILY_STUBS(fam)                                            \
+  namespace veltrum::rpc {                                                            \
+  using namespace veltrum::calls::fam;                                                \
+  VELTRUM_FAMILY_CALLS(fam, INSTANCE)                                                 \
+  namespace {                                                                         \
+  const StubName kStubNames[] = {VELTRUM_FAMILY_CALLS(fam, STUBNAME){nullptr, nullptr}}; \
+  [[maybe_unused]] const bool kStubNamesRegistered =                                  \
+      (register_stub_names(kStubNames, sizeof kStubNames / sizeof kStubNames[0] - 1), true); \
+  }                                                                                   \
   }

@@ -63,7 +63,7 @@ if [ ! -e "$root/mnt/fastpath/lighttpd/ssl/https_cert.cer" ]; then
   "$root/bin/restgen" >/dev/null 2>&1 || echo "restgen failed: HTTPS stays off" >&2
 fi
 
-build/core/veltrum &
+build/server/veltrum &
 agent=$!
 pids+=($agent)
 

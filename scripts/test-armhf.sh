@@ -24,8 +24,8 @@ start=$SECONDS
 cmake -S . -B build-armhf -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_TOOLCHAIN_FILE=cmake/armhf-toolchain.cmake >/dev/null
 cmake --build build-armhf -j "$jobs"
-kind=$(file -b build-armhf/core/veltrum)
+kind=$(file -b build-armhf/server/veltrum)
 [[ $kind == "ELF 32-bit LSB "*"ARM, EABI5"* ]] ||
-  { echo "build-armhf/core/veltrum is not a 32-bit ARM program: $kind" >&2; exit 1; }
+  { echo "build-armhf/server/veltrum is not a 32-bit ARM program: $kind" >&2; exit 1; }
 echo "armhf build: $((SECONDS - start)) s"
 (cd build-armhf && ctest -j "$jobs" --timeout 600)

@@ -70,8 +70,7 @@ MHD_Result setup_redirect(MHD_Connection *connection) {
   return send_text(connection, 307, target, "/");
 }
 
-// The logout answer: a success envelope with an empty "logout" object (a
-// data object, so nothing is saved).
+// The logout answer: a success envelope with an empty "logout" object.
 void answer_logout(ResponseHolder *holder) {
   JsonPtr envelope(json_object_new_object());
   JsonPtr resp(json_object_new_object());

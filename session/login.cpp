@@ -253,5 +253,6 @@ void user_password_change_handler(MHD_Connection *connection, ResponseHolder *re
   } while (false);
 
   if (rc != 0) set_rest_err(code, details.get());
+  if (rc == 0) save_running_config();
   uri_response(response, envelope.get(), resp.get(), nullptr, "user_password_change", rc);
 }

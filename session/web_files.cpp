@@ -96,6 +96,8 @@ bool valid_web_theme(const char *text) {
 void answer(ResponseHolder *response, json_object *data, const char *name, int rc) {
   JsonPtr envelope(json_object_new_object());
   JsonPtr resp(json_object_new_object());
+  // A write (no data) that succeeded is saved before it is answered.
+  if (!data && rc == 0) save_running_config();
   uri_response(response, envelope.get(), resp.get(), data, name, rc);
 }
 

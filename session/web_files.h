@@ -57,7 +57,8 @@ bool valid_web_language(const char *text);
 bool valid_web_theme(const char *text);
 
 // Answers through the response builder: the envelope with `data` (when
-// given) under `name`, the handler's result `rc`.
+// given) under `name`, the handler's result `rc`; a write (no data) that
+// succeeded saves the running configuration first.
 void answer(ResponseHolder *response, json_object *data, const char *name, int rc);
 
 // A refusal: formats the message into last_error_text (core/response.h),

@@ -92,7 +92,7 @@ int with_acl(const Element &e, const char *name_key, const char *error, Element 
 
 // Runs an action of the element with the ACL it names; logs `error` with
 // the action's result.
-template <Name NameKey, Name ResolveError, Action Then, Name Error>
+template <Name NameKey, Name ResolveError, const ActBinding &Then, Name Error>
 int on_acl(const Element &e) {
   Element with_id;
   if (int rc = with_acl(e, NameKey.text, ResolveError.text, with_id)) return rc;
@@ -203,11 +203,11 @@ int delete_acl(const Element &e) {
 
 // POST and DELETE read "type" and "name" with messages of their own.
 const Field kAclFields[] = {
-    {"type", custom_check(check_post_type, true), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kPost},
-    {"type", kType, nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kDelete, "Parsing Error: 'type' invalid.\n"},
-    {"name", kName, nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kPost, "Failed to parse acl name\n"},
-    {"name", kName, nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kDelete, "Parsing Error: 'acl name' invalid.\n"},
-    {"oldname", any_text(), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kPost | kOptional},
+    {.key = "type", .check = custom_check(check_post_type, true), .flags = kPost},
+    {.key = "type", .check = kType, .flags = kDelete, .missing_log = "Parsing Error: 'type' invalid.\n"},
+    {.key = "name", .check = kName, .flags = kPost, .missing_log = "Failed to parse acl name\n"},
+    {.key = "name", .check = kName, .flags = kDelete, .missing_log = "Parsing Error: 'acl name' invalid.\n"},
+    {.key = "oldname", .check = any_text(), .flags = kPost | kOptional},
 };
 const Resource kAcl{.name = "acl_cfg",
                     .fields = kAclFields,
@@ -220,9 +220,9 @@ const Resource kAcl{.name = "acl_cfg",
 // ---------------------------------------------------------------- aclrule_cfg
 
 const Field kRuleDeleteFields[] = {
-    {"type", kType, nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kDelete, "Parsing Error: 'type' invalid.\n"},
-    {"name", kName, nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kDelete, "Parsing Error: 'acl name' invalid.\n"},
-    {"seq", kBindingSeq, nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kDelete, "Parsing Error: 'seq' invalid.\n"},
+    {.key = "type", .check = kType, .flags = kDelete, .missing_log = "Parsing Error: 'type' invalid.\n"},
+    {.key = "name", .check = kName, .flags = kDelete, .missing_log = "Parsing Error: 'acl name' invalid.\n"},
+    {.key = "seq", .check = kBindingSeq, .flags = kDelete, .missing_log = "Parsing Error: 'seq' invalid.\n"},
 };
 const Resource kRuleDelete{
     .name = "aclrule_cfg",
@@ -235,10 +235,8 @@ const Resource kRuleDelete{
 // ---------------------------------------------------------------- acl_count_get
 
 const Field kCountFields[] = {
-    {"curNum", no_check(), platform_get<&rpcclt_openapiAclCountGet>, nullptr,
-     "Failed to get the number of ACLs and error code:%d"},
-    {"maxNum", no_check(), platform_get<&rpcclt_openapiAclMaxCountGet>, nullptr,
-     "Failed to get the most ACLs and error code:%d"},
+    {.key = "curNum", .get = platform_get<&rpcclt_openapiAclCountGet>},
+    {.key = "maxNum", .get = platform_get<&rpcclt_openapiAclMaxCountGet>},
 };
 const Resource kCount{.name = "acl_count_get", .walk = scalar(), .fields = kCountFields};
 
@@ -261,13 +259,13 @@ int type_walk(Element &e, bool first) {
 constexpr Cursor kListsOfType = cursor2<cursor<&rpcclt_openapiAclGetFirst, Idx<0>, NextNum<1>>,
                                         cursor<&rpcclt_openapiAclGetNext, Idx<0>, Idx<1>, NextNum<1>>>;
 const Field kConfigAclFields[] = {
-    {"name", no_check(), get<&rpcclt_openapiAclNameGet, Idx<1>, ValText<kNameMax>>, nullptr,
-     "Failed to get the ACL name and error code:%d", nullptr, SetLog::Rc, kGet},
+    {.key = "name", .get = get<&rpcclt_openapiAclNameGet, Idx<1>, ValText<kNameMax>>, .flags = kGet},
 };
-const Resource kConfigAcls{.name = "acl_config", .walk = list(kListsOfType), .fields = kConfigAclFields};
+constexpr const char *kAclIdPart[] = {"acl"};
+const Resource kConfigAcls{.name = "acl_config", .walk = list(kListsOfType).adding(kAclIdPart), .fields = kConfigAclFields};
 const Nested kConfigNested{.key = "acl_cfg", .child = &kConfigAcls};
 const Field kConfigFields[] = {
-    {"type", any_number(), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
+    {.key = "type", .check = any_number(), .flags = kIndex},
 };
 const Query kConfigQuery[] = {{.name = "type", .check = kTypeChoice}};
 const Resource kConfig{.name = "acl_config",
@@ -439,7 +437,7 @@ enum class StepLog : uint8_t { IdRc, NameRc, Rc };
 // Idx<1> the rule's sequence number).
 struct MatchStep {
   const char *key;
-  Action add;
+  ActBinding add;
   const char *error;
   StepLog log = StepLog::IdRc;
   const char *when = nullptr;
@@ -662,7 +660,7 @@ const Resource kMacRule{.name = "mac_aclrule_cfg",
                         .create_log = ActionLog::None};
 const Nested kMacRules{.key = "aclrule", .child = &kMacRule, .list_key = "aclrules"};
 const Field kMacAclFields[] = {
-    {"name", any_text(), from_row<"name">},
+    {.key = "name", .check = any_text(), .get = from_row<"name">},
 };
 const Resource kMacAcl{.name = "mac_aclrule_cfg",
                        .walk = list(acl_walk<kMacLists>, kAclWalkError),
@@ -692,7 +690,7 @@ const Resource kIpRule{.name = "ip_aclrule_cfg",
                        .create_log = ActionLog::None};
 const Nested kIpRules{.key = "ipaclrule", .child = &kIpRule, .list_key = "aclrules"};
 const Field kIpAclFields[] = {
-    {"name", no_check(), from_row<"name">, nullptr, nullptr, nullptr, SetLog::Rc, kGet},
+    {.key = "name", .get = from_row<"name">, .flags = kGet},
     required("aclname", any_text()),
 };
 const Resource kIpAcl{.name = "ip_aclrule_cfg",
@@ -795,7 +793,7 @@ const Resource kIpv6Rule{.name = "ipv6_aclrule_cfg",
                          .create_log = ActionLog::None};
 const Nested kIpv6Rules{.key = "aclrules", .child = &kIpv6Rule};
 const Field kIpv6AclFields[] = {
-    {"name", no_check(), from_row<"name">, nullptr, nullptr, nullptr, SetLog::Rc, kGet},
+    {.key = "name", .get = from_row<"name">, .flags = kGet},
     required("aclname", kName),
 };
 const Resource kIpv6Acl{.name = "ipv6_aclrule_cfg",
@@ -886,12 +884,17 @@ const Query kBindingQuery[] = {
     {.name = "direction", .check = kDirection, .missing_log = "direction not found in query var", .index = 1},
 };
 const Field kBindingFields[] = {
-    {"aclname", any_text(), from_query<"aclname">, nullptr, nullptr, nullptr, SetLog::Rc, 0,
-     "Parsing Error: 'aclname' invalid.\n"},
-    {"type", kBindingType, from_query<"type">},
-    {"direction", kDirection, from_query<"direction">},
-    {"ports", custom_check(check_binding_ports), bound_ports, bind_ports,
-     "Failed to get the ports of the ACL and error code:%d", "Failed to set the ports of the ACL", SetLog::None},
+    {.key = "aclname",
+     .check = any_text(),
+     .get = from_query<"aclname">,
+     .missing_log = "Parsing Error: 'aclname' invalid.\n"},
+    {.key = "type", .check = kBindingType, .get = from_query<"type">},
+    {.key = "direction", .check = kDirection, .get = from_query<"direction">},
+    {.key = "ports",
+     .check = custom_check(check_binding_ports),
+     .get = bound_ports,
+     .set = bind_ports,
+     .set_log = SetLog::None},
 };
 const Resource kBinding{.name = "acl_binding", .walk = scalar(), .fields = kBindingFields, .query = kBindingQuery};
 
@@ -959,11 +962,11 @@ int vlan_list(uint32_t vlan, uint32_t dir, OPEN_ACL_DIR_LIST_t &list) {
 }
 
 const Field kIntfBindingFields[] = {
-    {"port", port_check(3, "Port validation failed"), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"direction", kDirection, from_row<"direction">, nullptr, nullptr, nullptr, SetLog::Rc, kGet | kDelete},
-    {"aclname", any_text(), from_row<"aclname">, nullptr, nullptr, nullptr, SetLog::Rc, kGet | kDelete},
-    {"seqno", no_check(), from_row<"seqno">, nullptr, nullptr, nullptr, SetLog::Rc, kGet},
-    {"type", kTypeChoice, from_row<"type">, nullptr, nullptr, nullptr, SetLog::Rc, kGet | kDelete},
+    {.key = "port", .check = port_check(3, "Port validation failed"), .flags = kIndex},
+    {.key = "direction", .check = kDirection, .get = from_row<"direction">, .flags = kGet | kDelete},
+    {.key = "aclname", .check = any_text(), .get = from_row<"aclname">, .flags = kGet | kDelete},
+    {.key = "seqno", .get = from_row<"seqno">, .flags = kGet},
+    {.key = "type", .check = kTypeChoice, .get = from_row<"type">, .flags = kGet | kDelete},
 };
 const Resource kIntfBinding{
     .name = "acl_intf_binding",
@@ -977,13 +980,16 @@ const Resource kIntfBinding{
 
 // POST binds inbound: its body has no direction.
 const Field kVlanBindingFields[] = {
-    {"vlan", vlan_check("Validation failed for vlan %d.\n"), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"direction", kDirection, from_row<"direction">, nullptr, nullptr, nullptr, SetLog::Rc, kGet | kDelete},
-    {"aclname", any_text(), from_row<"aclname">, nullptr, nullptr, nullptr, SetLog::Rc,
-     kGet | kPost | kDelete | kRefers, "Parsing Error: 'aclname' invalid.\n"},
-    {"type", kBindingType, from_row<"type">, nullptr, nullptr, nullptr, SetLog::Rc, kGet | kPost},
-    {"type", kTypeChoice, nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kDelete},
-    {"seqno", kBindingSeq, from_row<"seqno">, nullptr, nullptr, nullptr, SetLog::Rc, kGet | kPost},
+    {.key = "vlan", .check = vlan_check("Validation failed for vlan %d.\n"), .flags = kIndex},
+    {.key = "direction", .check = kDirection, .get = from_row<"direction">, .flags = kGet | kDelete},
+    {.key = "aclname",
+     .check = any_text(),
+     .get = from_row<"aclname">,
+     .flags = kGet | kPost | kDelete | kRefers,
+     .missing_log = "Parsing Error: 'aclname' invalid.\n"},
+    {.key = "type", .check = kBindingType, .get = from_row<"type">, .flags = kGet | kPost},
+    {.key = "type", .check = kTypeChoice, .flags = kDelete},
+    {.key = "seqno", .check = kBindingSeq, .get = from_row<"seqno">, .flags = kGet | kPost},
 };
 const Resource kVlanBinding{
     .name = "acl_vlan_binding",

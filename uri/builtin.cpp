@@ -1,12 +1,10 @@
 // The built-in probes: ping answers a fixed body; hang never returns.
 #include <unistd.h>
 
-#include "support/log.h"
 #include "core/response.h"
+#include "support/log.h"
 
-VELTRUM_HANDLER(uri_ping) {
-  set_response(response, "{\"ping\": \"\"}", 200);
-}
+VELTRUM_HANDLER(uri_ping) { set_response(response, "{\"ping\": \"\"}", 200); }
 
 // Blocks the server thread for good: whatever watches the agent must notice
 // that it stopped answering.

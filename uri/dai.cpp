@@ -27,60 +27,86 @@ constexpr size_t kAclNameMax = 32;
 // ---------------------------------------------------------------- dai_global_cfg
 
 const Field kGlobalFields[] = {
-    {"smac", flag("Invalid Source Mac Mode %d "),
-     platform_get<&rpcclt_openapiDaiSourceMacValidateModeGet>, platform_set<&rpcclt_openapiDaiSourceMacValidateModeSet>,
-     "Failed to get the Source MAC validation mode and error code:%d",
-     "Failed to set the Source MAC validation mode %d and error code : %d", SetLog::ValueRc},
-    {"dmac", flag("Invalid Destination Mac Mode %d"),
-     platform_get<&rpcclt_openapiDaiDestMacValidateModeGet>, platform_set<&rpcclt_openapiDaiDestMacValidateModeSet>,
-     "Failed to get the Destination MAC validation mode and error code:%d",
-     "Failed to set the Destination MAC validation mode %d and error code : %d", SetLog::ValueRc},
-    {"ip", flag("Invalid IP address validation Mode %d"),
-     platform_get<&rpcclt_openapiDaiIpAddrValidateModeGet>, platform_set<&rpcclt_openapiDaiIpAddrValidateModeSet>,
-     "Failed to get the IP address validation mode and error code:%d",
-     "Failed to set the IP address validation mode %d and error code : %d", SetLog::ValueRc},
+    {.key = "smac",
+     .check = flag("Invalid Source Mac Mode %d "),
+     .get = platform_get<&rpcclt_openapiDaiSourceMacValidateModeGet>,
+     .set = platform_set<&rpcclt_openapiDaiSourceMacValidateModeSet>,
+     .get_error = "Failed to get the Source MAC validation mode and error code:%d",
+     .set_error = "Failed to set the Source MAC validation mode %d and error code : %d",
+     .set_log = SetLog::ValueRc},
+    {.key = "dmac",
+     .check = flag("Invalid Destination Mac Mode %d"),
+     .get = platform_get<&rpcclt_openapiDaiDestMacValidateModeGet>,
+     .set = platform_set<&rpcclt_openapiDaiDestMacValidateModeSet>,
+     .get_error = "Failed to get the Destination MAC validation mode and error code:%d",
+     .set_error = "Failed to set the Destination MAC validation mode %d and error code : %d",
+     .set_log = SetLog::ValueRc},
+    {.key = "ip",
+     .check = flag("Invalid IP address validation Mode %d"),
+     .get = platform_get<&rpcclt_openapiDaiIpAddrValidateModeGet>,
+     .set = platform_set<&rpcclt_openapiDaiIpAddrValidateModeSet>,
+     .get_error = "Failed to get the IP address validation mode and error code:%d",
+     .set_error = "Failed to set the IP address validation mode %d and error code : %d",
+     .set_log = SetLog::ValueRc},
 };
 const Resource kGlobal{.name = "dai_global_cfg", .walk = scalar(), .fields = kGlobalFields};
 
 // ---------------------------------------------------------------- dai_vlan_cfg
 
 const Field kVlanFields[] = {
-    {"vlan", vlan_check("Validation failed for vlan id: %d.\n")},
-    {"state", flag("Invalid Admin Mode %d "),
-     platform_get<&rpcclt_openapiDaiVlanEnableGet>, platform_set<&rpcclt_openapiDaiVlanEnableSet>,
-     "Failed to get the Admin Mode and error code:%d",
-     "Failed to set the Admin Mode for vlan id:%d and error code : %d", SetLog::IndexRc},
-    {"invalidPkts", flag("Invalid data for Invalid Packets %d"),
-     platform_get<&rpcclt_openapiDaiVlanLoggingEnableGet>, platform_set<&rpcclt_openapiDaiVlanLoggingEnableSet>,
-     "Failed to get the Invalid Packets and error code:%d",
-     "Failed to set the Invalid Packets for vlan id:%d and error code : %d", SetLog::IndexRc},
-    {"acl", no_check(),
-     platform_get<&rpcclt_openapiDaiVlanArpAclGet, kAclNameMax>,
-     set<&rpcclt_openapiDaiVlanArpAclSet, Idx<0>, Val>,
-     "Failed to get the ARP ACL Name and error code:%d",
-     "Failed to set the ARP ACL Name :%s and error code : %d", SetLog::ValueRc},
-    {"staticFlag", no_check(),
-     platform_get<&rpcclt_openapiDaiVlanArpAclStaticFlagGet>, platform_set<&rpcclt_openapiDaiVlanArpAclStaticFlagSet>,
-     "Failed to get the ARP ACL Static Flag and error code:%d",
-     "Failed to set the ARP ACL Static Flag for vlan id :%d and error code : %d", SetLog::IndexRc},
+    {.key = "vlan", .check = vlan_check("Validation failed for vlan id: %d.\n")},
+    {.key = "state",
+     .check = flag("Invalid Admin Mode %d "),
+     .get = platform_get<&rpcclt_openapiDaiVlanEnableGet>,
+     .set = platform_set<&rpcclt_openapiDaiVlanEnableSet>,
+     .set_error = "Failed to set the Admin Mode for vlan id:%d and error code : %d",
+     .set_log = SetLog::IndexRc},
+    {.key = "invalidPkts",
+     .check = flag("Invalid data for Invalid Packets %d"),
+     .get = platform_get<&rpcclt_openapiDaiVlanLoggingEnableGet>,
+     .set = platform_set<&rpcclt_openapiDaiVlanLoggingEnableSet>,
+     .set_error = "Failed to set the Invalid Packets for vlan id:%d and error code : %d",
+     .set_log = SetLog::IndexRc},
+    {.key = "acl",
+     .get = platform_get<&rpcclt_openapiDaiVlanArpAclGet, kAclNameMax>,
+     .set = set<&rpcclt_openapiDaiVlanArpAclSet, Idx<0>, Val>,
+     .set_error = "Failed to set the ARP ACL Name :%s and error code : %d",
+     .set_log = SetLog::ValueRc},
+    {.key = "staticFlag",
+     .get = platform_get<&rpcclt_openapiDaiVlanArpAclStaticFlagGet>,
+     .set = platform_set<&rpcclt_openapiDaiVlanArpAclStaticFlagSet>,
+     .set_error = "Failed to set the ARP ACL Static Flag for vlan id :%d and error code : %d",
+     .set_log = SetLog::IndexRc},
 };
 const Resource kVlan{.name = "dai_vlan_cfg", .walk = vlans(), .fields = kVlanFields, .aggregate = kDaiVlanAggregate};
 
 // ---------------------------------------------------------------- dai_intf_cfg
 
 const Field kIntfFields[] = {
-    {"port", port_check(3, "Port validation failed")},
-    {"trust", flag("Invalid  trusted %d"),
-     platform_get<&rpcclt_openapiDaiIntfTrustGet>, platform_set<&rpcclt_openapiDaiIntfTrustSet>,
-     "Failed to get the DAI interface trust mode : %d", "Failed to set  DAI trusted mode:%d"},
-    {"rate", range(0, 300, "Rate Limit", "Invalid  rate %d"),
-     platform_get<&rpcclt_openapiDaiIntfRateLimitGet>, platform_set<&rpcclt_openapiDaiIntfRateLimitSet>,
-     "Failed to DAI scooping interface rate limit : %d", "Failed to set  DAI interface rate limit:%d"},
-    {"burst", range(1, 15, "Burst Interval", "Invalid  Interval %d"),
-     platform_get<&rpcclt_openapiDaiIntfBurstIntervalGet>, platform_set<&rpcclt_openapiDaiIntfBurstIntervalSet>,
-     "Failed to get DAI snooping burst interval : %d", "Failed to set DAI burst interval :%d"},
+    {.key = "port", .check = port_check(3, "Port validation failed")},
+    {.key = "trust",
+     .check = flag("Invalid  trusted %d"),
+     .get = platform_get<&rpcclt_openapiDaiIntfTrustGet>,
+     .set = platform_set<&rpcclt_openapiDaiIntfTrustSet>,
+     .get_error = "Failed to get the DAI interface trust mode : %d",
+     .set_error = "Failed to set  DAI trusted mode:%d"},
+    {.key = "rate",
+     .check = range(0, 300, "Rate Limit", "Invalid  rate %d"),
+     .get = platform_get<&rpcclt_openapiDaiIntfRateLimitGet>,
+     .set = platform_set<&rpcclt_openapiDaiIntfRateLimitSet>,
+     .get_error = "Failed to DAI scooping interface rate limit : %d",
+     .set_error = "Failed to set  DAI interface rate limit:%d"},
+    {.key = "burst",
+     .check = range(1, 15, "Burst Interval", "Invalid  Interval %d"),
+     .get = platform_get<&rpcclt_openapiDaiIntfBurstIntervalGet>,
+     .set = platform_set<&rpcclt_openapiDaiIntfBurstIntervalSet>,
+     .get_error = "Failed to get DAI snooping burst interval : %d",
+     .set_error = "Failed to set DAI burst interval :%d"},
 };
-const Resource kIntf{.name = "dai_intf_cfg", .walk = ports(), .fields = kIntfFields, .aggregate = kDaiIntfAggregate,
+const Resource kIntf{.name = "dai_intf_cfg",
+                     .walk = ports(),
+                     .fields = kIntfFields,
+                     .aggregate = kDaiIntfAggregate,
                      .missing_key_log = "Parsing Error 'dai_intf_cfg' object "};
 
 // ---------------------------------------------------------------- dai_acl_cfg
@@ -90,7 +116,7 @@ constexpr Cursor kAclWalk = cursor<&rpcclt_openapiArpAclNextGet, Txt<0, kAclName
 constexpr const char *kAclWalkError = "Failed to get the ACL Names and error code: %d";
 
 const Field kAclFields[] = {
-    {"name", any_text(), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
+    {.key = "name", .check = any_text(), .flags = kIndex},
 };
 const Resource kAcl{.name = "dai_acl_cfg",
                     .walk = list(kAclWalk, kAclWalkError),
@@ -134,28 +160,28 @@ bool check_rule_address(Outcome &out, const char *, json_object *value) {
 
 // The rules of one ACL by sequence number (0 asks for the first); the same
 // call gives each rule's match and action.
-constexpr Cursor kRuleWalk =
-    cursor<&rpcclt_openapiArpAclRuleNextGetV2, Txt<0, kAclNameMax>, Idx<0>, NextNum<0>, RowIpv4<"ip">,
-           RowText<"mac", kAclNameMax>, Row<"action">>;
+constexpr Cursor kRuleWalk = cursor<&rpcclt_openapiArpAclRuleNextGetV2, Txt<0, kAclNameMax>, Idx<0>, NextNum<0>,
+                                    RowIpv4<"ip">, RowText<"mac", kAclNameMax>, Row<"action">>;
 
 const Field kRuleFields[] = {
-    {"idx", non_zero("Invalid Id Number"), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"ip", custom_check(check_rule_address), from_row<"ip">},
-    {"mac", mac_check("Source MAC Address", "Invalid Mac Address"), from_row<"mac">},
-    {"action", choice(1, 2, "Invalid action"), from_row<"action">},
+    {.key = "idx", .check = non_zero("Invalid Id Number"), .flags = kIndex},
+    {.key = "ip", .check = custom_check(check_rule_address), .get = from_row<"ip">},
+    {.key = "mac", .check = mac_check("Source MAC Address", "Invalid Mac Address"), .get = from_row<"mac">},
+    {.key = "action", .check = choice(1, 2, "Invalid action"), .get = from_row<"action">},
 };
 // A rule is named by its ACL and "idx" alone: a DELETE needs nothing else
 // of the rule.
-const Resource kRule{.name = "dai_aclrule_cfg",
-                     .walk = list(kRuleWalk),
-                     .fields = kRuleFields,
-                     .create = act<&rpcclt_openapiArpAclRuleAdd, Txt<0, kAclNameMax>, Idx<0>, Ipv4<Key<"ip">>,
-                                   Key<"mac">, Key<"action">>,
-                     .create_error = "Failed to add rule for id : %d. Error %d",
-                     .create_log = ActionLog::IndexRc,
-                     .remove = act<&rpcclt_openapiArpAclRuleDelete, Txt<0, kAclNameMax>, Idx<0>>,
-                     .remove_error = "Failed to delete rule for id : %d",
-                     .remove_log = ActionLog::Index};
+const Resource kRule{
+    .name = "dai_aclrule_cfg",
+    .walk = list(kRuleWalk),
+    .fields = kRuleFields,
+    .create =
+        act<&rpcclt_openapiArpAclRuleAdd, Txt<0, kAclNameMax>, Idx<0>, Ipv4<Key<"ip">>, Key<"mac">, Key<"action">>,
+    .create_error = "Failed to add rule for id : %d. Error %d",
+    .create_log = ActionLog::IndexRc,
+    .remove = act<&rpcclt_openapiArpAclRuleDelete, Txt<0, kAclNameMax>, Idx<0>>,
+    .remove_error = "Failed to delete rule for id : %d",
+    .remove_log = ActionLog::Index};
 
 const Nested kAclRules{.key = "aclrules",
                        .child = &kRule,
@@ -186,9 +212,8 @@ constexpr Member kStatsMembers[] = {
     VELTRUM_MEMBER(OPEN_DAI_VLAN_STATS_t, dropped, "drops"),
 };
 const Field kStatsFields[] = {
-    {"vlan", any_number(), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"counters", no_check(), get<&rpcclt_openapiDaiVlanStatsGet, Idx<0>, Rec<kStatsMembers>>, nullptr,
-     "Failed to get the DAI statistics and error code : %d", nullptr, SetLog::Rc, kGet | kMerge},
+    {.key = "vlan", .check = any_number(), .flags = kIndex},
+    {.key = "counters", .get = get<&rpcclt_openapiDaiVlanStatsGet, Idx<0>, Rec<kStatsMembers>>, .flags = kGet | kMerge},
 };
 // VLANs with DAI data only.
 const Resource kStats{.name = "dai_stats",

@@ -23,31 +23,41 @@ constexpr size_t kMacText = OPEN_MAC_TEXT_SIZE;  // the text and its NUL
 // ---------------------------------------------------------------- dhcpsnp_global_cfg
 
 const Field kGlobalFields[] = {
-    {"admin", flag("Invalid DHCP Snooping Admin mode %d"), platform_get<&rpcclt_openapiDhcpSnoopingAdminModeGet>,
-     platform_set<&rpcclt_openapiDsAdminModeSet>, "Failed to get the DHCP snooping mode and error code:%d",
-     "Failed to set the DHCP snooping mode %d and error code : %d", SetLog::ValueRc},
-    {"mac", flag("Invalid DHCP Snooping Mac Status %d"), platform_get<&rpcclt_openapiDhcpSnoopingVerifySourceMacGet>,
-     platform_set<&rpcclt_openapiDsVerifyMacSet>, "Failed to get the source MAC verification and error code:%d",
-     "Failed to set the source MAC verification %d and error code : %d", SetLog::ValueRc},
+    {.key = "admin",
+     .check = flag("Invalid DHCP Snooping Admin mode %d"),
+     .get = platform_get<&rpcclt_openapiDhcpSnoopingAdminModeGet>,
+     .set = platform_set<&rpcclt_openapiDsAdminModeSet>,
+     .set_log = SetLog::ValueRc},
+    {.key = "mac",
+     .check = flag("Invalid DHCP Snooping Mac Status %d"),
+     .get = platform_get<&rpcclt_openapiDhcpSnoopingVerifySourceMacGet>,
+     .set = platform_set<&rpcclt_openapiDsVerifyMacSet>,
+     .set_log = SetLog::ValueRc},
 };
 const Resource kGlobal{.name = "dhcpsnp_global_cfg", .walk = scalar(), .fields = kGlobalFields};
 
 // ---------------------------------------------------------------- dhcpsnp_intf_cfg
 
 const Field kIntfFields[] = {
-    {"port", port_check(3, "Port validation failed")},
-    {"trust", flag("Invalid  trusted %d"), platform_get<&rpcclt_openapiDhcpSnoopingIntfTrustedGet>,
-     platform_set<&rpcclt_openapiDsIntfTrustSet>, "Failed to get the DHCP snooping trust mode : %d",
-     "Failed to set DHCP Snooping trust mode:%d"},
-    {"invalidPkts", flag("Invalid  logged %d"), platform_get<&rpcclt_openapiDhcpSnoopingIntfLoggedGet>,
-     platform_set<&rpcclt_openapiDsIntfLogInvalidSet>, "Failed to DHCP scooping invalid packets mode : %d",
-     "Failed to set DHCP Snooping Invalid packets mode:%d"},
-    {"rate", range(0, 300, "Rate Limit", "Invalid  rate %d"), platform_get<&rpcclt_openapiDsIntfRateLimitGet>,
-     platform_set<&rpcclt_openapiDsIntfRateLimitSet>, "Failed to get the DHCP snooping rate limit : %d",
-     "Failed to set DHCP Snooping rate limit:%d"},
-    {"burst", range(1, 15, "Burst Interval", "Invalid  Interval %d"),
-     platform_get<&rpcclt_openapiDsIntfBurstIntervalGet>, platform_set<&rpcclt_openapiDsIntfBurstIntervalSet>,
-     "Failed to get the DHCP snooping burst interval : %d", "Failed to set DHCP Snooping burst interval:%d"},
+    {.key = "port", .check = port_check(3, "Port validation failed")},
+    {.key = "trust",
+     .check = flag("Invalid  trusted %d"),
+     .get = platform_get<&rpcclt_openapiDhcpSnoopingIntfTrustedGet>,
+     .set = platform_set<&rpcclt_openapiDsIntfTrustSet>},
+    {.key = "invalidPkts",
+     .check = flag("Invalid  logged %d"),
+     .get = platform_get<&rpcclt_openapiDhcpSnoopingIntfLoggedGet>,
+     .set = platform_set<&rpcclt_openapiDsIntfLogInvalidSet>,
+     .get_error = "Failed to DHCP scooping invalid packets mode : %d",
+     .set_error = "Failed to set DHCP Snooping Invalid packets mode:%d"},
+    {.key = "rate",
+     .check = range(0, 300, "Rate Limit", "Invalid  rate %d"),
+     .get = platform_get<&rpcclt_openapiDsIntfRateLimitGet>,
+     .set = platform_set<&rpcclt_openapiDsIntfRateLimitSet>},
+    {.key = "burst",
+     .check = range(1, 15, "Burst Interval", "Invalid  Interval %d"),
+     .get = platform_get<&rpcclt_openapiDsIntfBurstIntervalGet>,
+     .set = platform_set<&rpcclt_openapiDsIntfBurstIntervalSet>},
 };
 const Resource kIntf{.name = "dhcpsnp_intf_cfg", .walk = ports(), .fields = kIntfFields, .aggregate = kIntfAggregate};
 
@@ -66,11 +76,12 @@ int vlan_snooping(const Element &e, json_object **out) {
 }
 
 const Field kVlanFields[] = {
-    {"vlan", vlan_check("Validation failed for vlan %d.\n")},
-    {"state", flag("Invalid DHCP Vlan Admin Mode %d"), vlan_snooping,
-     set<&rpcclt_openapiDsVlanConfigSet, Idx<0>, Idx<0>, Val>,
-     "Failed to get the DHCP snooping VLANs and error code:%d",
-     "Failed to set the DHCP snooping mode of vlan %d and error code : %d", SetLog::IndexRc},
+    {.key = "vlan", .check = vlan_check("Validation failed for vlan %d.\n")},
+    {.key = "state",
+     .check = flag("Invalid DHCP Vlan Admin Mode %d"),
+     .get = vlan_snooping,
+     .set = set<&rpcclt_openapiDsVlanConfigSet, Idx<0>, Idx<0>, Val>,
+     .set_log = SetLog::IndexRc},
 };
 const Resource kVlan{.name = "dhcpsnp_vlan",
                      .walk = vlans(),
@@ -103,13 +114,16 @@ int add_static_binding(const Element &e) {
 
 // A binding is named by its MAC address: a DELETE needs nothing else.
 const Field kStaticFields[] = {
-    {"mac", mac_check("MAC Address", "Invalid Mac Address"), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"vlan", vlan_check("Validation failed for vlan %d.\n"), from_row<"vlan">, nullptr, nullptr, nullptr, SetLog::Rc,
-     kGet | kPost},
-    {"ip", ipv4_check("IP Address", "Invalid IP Address", 11), from_row<"ip">, nullptr, nullptr, nullptr, SetLog::Rc,
-     kGet | kPost},
-    {"port", port_check(3, "Port validation failed"), from_row<"port">, nullptr, nullptr, nullptr, SetLog::Rc,
-     kGet | kPost},
+    {.key = "mac", .check = mac_check("MAC Address", "Invalid Mac Address"), .flags = kIndex},
+    {.key = "vlan",
+     .check = vlan_check("Validation failed for vlan %d.\n"),
+     .get = from_row<"vlan">,
+     .flags = kGet | kPost},
+    {.key = "ip",
+     .check = ipv4_check("IP Address", "Invalid IP Address", 11),
+     .get = from_row<"ip">,
+     .flags = kGet | kPost},
+    {.key = "port", .check = port_check(3, "Port validation failed"), .get = from_row<"port">, .flags = kGet | kPost},
 };
 const Resource kStatic{.name = "dhcpsnpg_binding_static",
                        .walk = list(kBindingWalk<OPEN_DS_BINDING_STATIC>, kBindingWalkError),
@@ -123,11 +137,11 @@ const Resource kStatic{.name = "dhcpsnpg_binding_static",
                        .remove_log = ActionLog::TextRc};
 
 const Field kDynamicFields[] = {
-    {"mac", any_text(), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"vlan", no_check(), from_row<"vlan">},
-    {"ip", no_check(), from_row<"ip">},
-    {"port", no_check(), from_row<"port">},
-    {"leaseTime", no_check(), from_row<"leaseTime">},
+    {.key = "mac", .check = any_text(), .flags = kIndex},
+    {.key = "vlan", .get = from_row<"vlan">},
+    {.key = "ip", .get = from_row<"ip">},
+    {.key = "port", .get = from_row<"port">},
+    {.key = "leaseTime", .get = from_row<"leaseTime">},
 };
 const Resource kDynamic{.name = "dhcpsnpg_binding_dynamic",
                         .walk = list(kBindingWalk<OPEN_DS_BINDING_DYNAMIC>, kBindingWalkError),
@@ -141,9 +155,8 @@ constexpr Member kStatsMembers[] = {
     VELTRUM_MEMBER(OPEN_DS_INTF_STATS_t, untrustedSvrMsgs, "untrusted"),
 };
 const Field kStatsFields[] = {
-    {"port", port_check(3, "Port validation failed")},
-    {"counters", no_check(), get<&rpcclt_openapiDsIntfStatsGet, Idx<0>, Rec<kStatsMembers>>, nullptr,
-     "Failed to get the DHCP snooping statistics and error code : %d", nullptr, SetLog::Rc, kGet | kMerge},
+    {.key = "port", .check = port_check(3, "Port validation failed")},
+    {.key = "counters", .get = get<&rpcclt_openapiDsIntfStatsGet, Idx<0>, Rec<kStatsMembers>>, .flags = kGet | kMerge},
 };
 const Resource kStats{.name = "dhcp_snpg_stats", .walk = ports(), .fields = kStatsFields};
 
@@ -175,44 +188,49 @@ int set_db_address(const Element &e, json_object *value) {
 }
 
 const Field kPersistentFields[] = {
-    {"type", one_of(kDbTypes, "Invalid DHCP Snooping Type %d"), db_type, nullptr,
-     "Failed to get the DHCP snooping database server and error code:%d", nullptr, SetLog::Rc, kGet | kPost},
-    {"ip", ipv4_check(nullptr, "Invalid DHCP Snooping server address %s"),
-     get<&rpcclt_openapiDhcpSnoopingDbIpAddressGet, Ipv4<Val>>, set_db_address,
-     "Failed to get the DHCP snooping database server and error code:%d",
-     "Failed to set the DHCP snooping database server and error code : %d"},
-    {"name",
-     platform_text_length(platform_limits<&rpcclt_openapiDhcpSnoopingDbFileNameMaxLengthGet, 1>, "File Name",
-                          "File name length is upto %d characters only"),
-     platform_get<&rpcclt_openapiDhcpSnoopingDbFileNameGet, OPEN_DS_DB_FILE_NAME_MAX + 1>,
-     platform_set<&rpcclt_openapiDsDbFileNameSet>, "Failed to get the DHCP snooping database file and error code:%d",
-     "Failed to set the DHCP snooping database file and error code : %d"},
-    {"writeDelay", range(15, 86400, "Write Delay", "Invalid write delay %d"),
-     platform_get<&rpcclt_openapiDhcpSnoopingDbWriteDelayGet>, platform_set<&rpcclt_openapiDsDbStoreIntervalSet>,
-     "Failed to get the DHCP snooping database write delay and error code:%d",
-     "Failed to set the DHCP snooping database write delay %d and error code : %d", SetLog::ValueRc},
+    {.key = "type", .check = one_of(kDbTypes, "Invalid DHCP Snooping Type %d"), .get = db_type, .flags = kGet | kPost},
+    {.key = "ip",
+     .check = ipv4_check(nullptr, "Invalid DHCP Snooping server address %s"),
+     .get = get<&rpcclt_openapiDhcpSnoopingDbIpAddressGet, Ipv4<Val>>,
+     .set = set_db_address},
+    {.key = "name",
+     .check = platform_text_length(platform_limits<&rpcclt_openapiDhcpSnoopingDbFileNameMaxLengthGet, 1>, "File Name",
+                                   "File name length is upto %d characters only"),
+     .get = platform_get<&rpcclt_openapiDhcpSnoopingDbFileNameGet, OPEN_DS_DB_FILE_NAME_MAX + 1>,
+     .set = platform_set<&rpcclt_openapiDsDbFileNameSet>},
+    {.key = "writeDelay",
+     .check = range(15, 86400, "Write Delay", "Invalid write delay %d"),
+     .get = platform_get<&rpcclt_openapiDhcpSnoopingDbWriteDelayGet>,
+     .set = platform_set<&rpcclt_openapiDsDbStoreIntervalSet>,
+     .set_log = SetLog::ValueRc},
 };
 const Resource kPersistent{.name = "dhcpsnp_persistent_cfg", .walk = scalar(), .fields = kPersistentFields};
 
 // ---------------------------------------------------------------- dhcpl2relay_global_cfg
 
 const Field kRelayGlobalFields[] = {
-    {"admin", flag("Invalid DHCP L2 Relay Admin mode %d"), platform_get<&rpcclt_openapiDsL2RelayAdminModeGet>,
-     platform_set<&rpcclt_openapiDsL2RelayAdminModeSet>, "Failed to get the DHCP L2 relay mode and error code:%d",
-     "Failed to set the DHCP L2 relay mode %d and error code : %d", SetLog::ValueRc},
+    {.key = "admin",
+     .check = flag("Invalid DHCP L2 Relay Admin mode %d"),
+     .get = platform_get<&rpcclt_openapiDsL2RelayAdminModeGet>,
+     .set = platform_set<&rpcclt_openapiDsL2RelayAdminModeSet>,
+     .set_log = SetLog::ValueRc},
 };
 const Resource kRelayGlobal{.name = "dhcpl2relay_global_cfg", .walk = scalar(), .fields = kRelayGlobalFields};
 
 // ---------------------------------------------------------------- dhcpl2relay_intf
 
 const Field kRelayIntfFields[] = {
-    {"port", port_check(3, "Port validation failed.\n")},
-    {"admin", flag("Invalid Admin mode: %d"), platform_get<&rpcclt_openapiDsL2RelayIntfModeGet>,
-     platform_set<&rpcclt_openapiDsL2RelayIntfModeSet>, "Failed to get the DHCP L2 relay mode of the port : %d",
-     "Failed to set the DHCP L2 relay mode of port %d and error code : %d", SetLog::IndexRc},
-    {"trust82", flag("Invalid trust82 mode: %d"), platform_get<&rpcclt_openapiDsL2RelayIntfTrustGet>,
-     platform_set<&rpcclt_openapiDsL2RelayIntfTrustSet>, "Failed to get the DHCP L2 relay trust mode : %d",
-     "Failed to set the DHCP L2 relay trust mode of port %d and error code : %d", SetLog::IndexRc},
+    {.key = "port", .check = port_check(3, "Port validation failed.\n")},
+    {.key = "admin",
+     .check = flag("Invalid Admin mode: %d"),
+     .get = platform_get<&rpcclt_openapiDsL2RelayIntfModeGet>,
+     .set = platform_set<&rpcclt_openapiDsL2RelayIntfModeSet>,
+     .set_log = SetLog::IndexRc},
+    {.key = "trust82",
+     .check = flag("Invalid trust82 mode: %d"),
+     .get = platform_get<&rpcclt_openapiDsL2RelayIntfTrustGet>,
+     .set = platform_set<&rpcclt_openapiDsL2RelayIntfTrustSet>,
+     .set_log = SetLog::IndexRc},
 };
 const Resource kRelayIntf{.name = "dhcpl2relay_intf",
                           .walk = ports(),
@@ -225,16 +243,22 @@ const Resource kRelayIntf{.name = "dhcpl2relay_intf",
 // Per VLAN: the relay's mode, whether it adds the circuit id to option 82,
 // and the remote id it adds ("" none; the platform's length).
 const Field kRelayVlanFields[] = {
-    {"vlan", vlan_check("Validation failed for vlan Id %d.\n")},
-    {"state", flag("Invalid dhcp l2 relay mode: %d"), platform_get<&rpcclt_openapiDsL2RelayVlanModeGet>,
-     platform_set<&rpcclt_openapiDsL2RelayVlanModeSet>, "Failed to get the DHCP L2 relay mode of the vlan : %d",
-     "Failed to set the DHCP L2 relay mode of vlan %d and error code : %d", SetLog::IndexRc},
-    {"circuitId", flag("Invalid circuit id: %d"), platform_get<&rpcclt_openapiDsL2RelayCircuitIdGet>,
-     platform_set<&rpcclt_openapiDsL2RelayCircuitIdSet>, "Failed to get the DHCP L2 relay circuit id mode : %d",
-     "Failed to set the DHCP L2 relay circuit id mode of vlan %d and error code : %d", SetLog::IndexRc},
-    {"remoteId", any_text(), platform_get<&rpcclt_openapiDsL2RelayRemoteIdGet, OPEN_DS_REMOTE_ID_MAX + 1>,
-     set<&rpcclt_openapiDsL2RelayRemoteIdSet, Idx<0>, Val>, "Failed to get the DHCP L2 relay remote id : %d",
-     "Failed to set the DHCP L2 relay remote id of vlan %d and error code : %d", SetLog::IndexRc},
+    {.key = "vlan", .check = vlan_check("Validation failed for vlan Id %d.\n")},
+    {.key = "state",
+     .check = flag("Invalid dhcp l2 relay mode: %d"),
+     .get = platform_get<&rpcclt_openapiDsL2RelayVlanModeGet>,
+     .set = platform_set<&rpcclt_openapiDsL2RelayVlanModeSet>,
+     .set_log = SetLog::IndexRc},
+    {.key = "circuitId",
+     .check = flag("Invalid circuit id: %d"),
+     .get = platform_get<&rpcclt_openapiDsL2RelayCircuitIdGet>,
+     .set = platform_set<&rpcclt_openapiDsL2RelayCircuitIdSet>,
+     .set_log = SetLog::IndexRc},
+    {.key = "remoteId",
+     .check = any_text(),
+     .get = platform_get<&rpcclt_openapiDsL2RelayRemoteIdGet, OPEN_DS_REMOTE_ID_MAX + 1>,
+     .set = set<&rpcclt_openapiDsL2RelayRemoteIdSet, Idx<0>, Val>,
+     .set_log = SetLog::IndexRc},
 };
 const Resource kRelayVlan{.name = "dhcpl2relay_vlan",
                           .walk = vlans(),
@@ -251,9 +275,10 @@ constexpr Member kRelayStatsMembers[] = {
     VELTRUM_MEMBER(OPEN_DS_L2RELAY_INTF_STATS_t, trustedCliMsgsWithoutOpt82, "tclientwo82"),
 };
 const Field kRelayStatsFields[] = {
-    {"intf", port_check(3, "Port validation failed.\n")},
-    {"counters", no_check(), get<&rpcclt_openapiDsL2RelayIntfStatsGet, Idx<0>, Rec<kRelayStatsMembers>>, nullptr,
-     "Failed to get the DHCP L2 relay statistics and error code : %d", nullptr, SetLog::Rc, kGet | kMerge},
+    {.key = "intf", .check = port_check(3, "Port validation failed.\n")},
+    {.key = "counters",
+     .get = get<&rpcclt_openapiDsL2RelayIntfStatsGet, Idx<0>, Rec<kRelayStatsMembers>>,
+     .flags = kGet | kMerge},
 };
 const Resource kRelayStats{
     .name = "dhcpl2relay_stats", .walk = ports(), .fields = kRelayStatsFields, .wrapper = "statistics"};

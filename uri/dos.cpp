@@ -10,21 +10,27 @@ namespace {
 // ---------------------------------------------------------------- dos_service_cfg
 
 // Each check and size: the key, its check and its two calls.
-#define VELTRUM_DOS_FIELD(key, check, name)                                                        \
-  Field {                                                                                          \
-    key, check, platform_get<&rpcclt_openapiDoS##name##Get>, platform_set<&rpcclt_openapiDoS##name##Set>, \
+#define VELTRUM_DOS_FIELD(key, check, name)                                                                        \
+  Field {                                                                                                          \
+    key, check, platform_get<&rpcclt_openapiDoS##name##Get>, platform_set<&rpcclt_openapiDoS##name##Set>,          \
         "Failed to get " key " and error code:%d", "Failed to set " key " %d and error code : %d", SetLog::ValueRc \
   }
 
 const Field kServiceFields[] = {
-    VELTRUM_DOS_FIELD("minTcpHead", range(0, OPEN_DOS_TCP_HEADER_MAX, "Denial of Service Min TCP Header Size",
-                                          "Invalid TCP Header Size: %d"), FirstFragSize),
+    VELTRUM_DOS_FIELD(
+        "minTcpHead",
+        range(0, OPEN_DOS_TCP_HEADER_MAX, "Denial of Service Min TCP Header Size", "Invalid TCP Header Size: %d"),
+        FirstFragSize),
     VELTRUM_DOS_FIELD("icmpv4", flag("Invalid ICMPV4 Mode %d"), ICMPMode),
-    VELTRUM_DOS_FIELD("icmpv4MaxSize", range(0, OPEN_DOS_ICMP_SIZE_MAX, "Denial of Service Max ICMPV4 Packet Size",
-                                             "Invalid ICMPV4 Max Size:%d"), ICMPSize),
+    VELTRUM_DOS_FIELD(
+        "icmpv4MaxSize",
+        range(0, OPEN_DOS_ICMP_SIZE_MAX, "Denial of Service Max ICMPV4 Packet Size", "Invalid ICMPV4 Max Size:%d"),
+        ICMPSize),
     VELTRUM_DOS_FIELD("icmpv6", flag("Invalid ICMPV6 Mode %d"), ICMPv6Mode),
-    VELTRUM_DOS_FIELD("icmpv6MaxSize", range(0, OPEN_DOS_ICMP_SIZE_MAX, "Denial of Service Max ICMPV6 Packet Size",
-                                             "Invalid ICMPV6 Max Size %d"), ICMPv6Size),
+    VELTRUM_DOS_FIELD(
+        "icmpv6MaxSize",
+        range(0, OPEN_DOS_ICMP_SIZE_MAX, "Denial of Service Max ICMPV6 Packet Size", "Invalid ICMPV6 Max Size %d"),
+        ICMPv6Size),
     VELTRUM_DOS_FIELD("firstFrag", flag("Invalid FirstFrag Mode %d"), FirstFragMode),
     VELTRUM_DOS_FIELD("icmpFrag", flag("Invalid ICMPFrag Mode %d"), ICMPFragMode),
     VELTRUM_DOS_FIELD("sipEqDip", flag("Invalid SIPEQDIP Mode %d"), SIPDIPMode),
@@ -49,11 +55,21 @@ const Resource kService{.name = "dos_service_cfg", .walk = scalar(), .fields = k
 int set_auto(const Element &e, json_object *value) {
   using ModeSet = open_error_t (*)(openapiClientHandle_t *, OPEN_CONTROL_t);
   static constexpr ModeSet kModes[] = {
-      rpcclt_openapiDoSFirstFragModeSet,    rpcclt_openapiDoSICMPModeSet,         rpcclt_openapiDoSICMPv6ModeSet,
-      rpcclt_openapiDoSICMPFragModeSet,     rpcclt_openapiDoSSIPDIPModeSet,       rpcclt_openapiDoSSMACDMACModeSet,
-      rpcclt_openapiDoSTCPFinUrgPshModeSet, rpcclt_openapiDoSTCPFlagSeqModeSet,   rpcclt_openapiDoSTCPFragModeSet,
-      rpcclt_openapiDoSTCPOffsetModeSet,    rpcclt_openapiDoSTCPPortModeSet,      rpcclt_openapiDoSTCPSynModeSet,
-      rpcclt_openapiDoSTCPSynFinModeSet,    rpcclt_openapiDoSUDPPortModeSet,      rpcclt_openapiDoSGlobalSmurfAttackModeSet,
+      rpcclt_openapiDoSFirstFragModeSet,
+      rpcclt_openapiDoSICMPModeSet,
+      rpcclt_openapiDoSICMPv6ModeSet,
+      rpcclt_openapiDoSICMPFragModeSet,
+      rpcclt_openapiDoSSIPDIPModeSet,
+      rpcclt_openapiDoSSMACDMACModeSet,
+      rpcclt_openapiDoSTCPFinUrgPshModeSet,
+      rpcclt_openapiDoSTCPFlagSeqModeSet,
+      rpcclt_openapiDoSTCPFragModeSet,
+      rpcclt_openapiDoSTCPOffsetModeSet,
+      rpcclt_openapiDoSTCPPortModeSet,
+      rpcclt_openapiDoSTCPSynModeSet,
+      rpcclt_openapiDoSTCPSynFinModeSet,
+      rpcclt_openapiDoSUDPPortModeSet,
+      rpcclt_openapiDoSGlobalSmurfAttackModeSet,
   };
   if (int rc = platform_set<&rpcclt_openapiDoSAutoModeSet>(e, value)) return rc;
   auto mode = int_of(value) ? OPEN_ENABLE : OPEN_DISABLE;
@@ -68,9 +84,11 @@ int set_auto(const Element &e, json_object *value) {
 }
 
 const Field kAutoFields[] = {
-    {"auto", flag("Invalid DOS Auto mode %d"), platform_get<&rpcclt_openapiDoSAutoModeGet>, set_auto,
-     "Failed to get the DOS Auto mode and error code:%d", "Failed to set the DOS Auto mode %d and error code : %d",
-     SetLog::ValueRc},
+    {.key = "auto",
+     .check = flag("Invalid DOS Auto mode %d"),
+     .get = platform_get<&rpcclt_openapiDoSAutoModeGet>,
+     .set = set_auto,
+     .set_log = SetLog::ValueRc},
 };
 const Resource kAuto{.name = "auto_dos_cfg", .walk = scalar(), .fields = kAutoFields};
 

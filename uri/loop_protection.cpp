@@ -15,19 +15,26 @@ constexpr int kPortAggregate = 1380;
 
 // The agent checks the platform's ranges itself (log only, as for modes).
 const Field kGlobalFields[] = {
-    {"admin", flag("Invalid Admin Mode %d"), platform_get<&rpcclt_openapiLoopProtectAdminModeGet>,
-     platform_set<&rpcclt_openapiLoopProtectAdminModeSet>, "Failed to get the loop protection mode and error code:%d",
-     "Failed to set the loop protection mode %d and error code : %d", SetLog::ValueRc},
-    {"txInterval", choice(1, 10, "Invalid TX Interval %d"), platform_get<&rpcclt_openapiLoopProtectTxTimerGet>,
-     platform_set<&rpcclt_openapiLoopProtectTxTimerSet>, "Failed to get the transmit interval and error code:%d",
-     "Failed to set the transmit interval %d and error code : %d", SetLog::ValueRc},
-    {"rxPdu", choice(1, 10, "Invalid RXPDU Interval %d"), platform_get<&rpcclt_openapiLoopProtectMaxPduReceiveGet>,
-     platform_set<&rpcclt_openapiLoopProtectMaxPduReceiveSet>, "Failed to get the PDU count and error code:%d",
-     "Failed to set the PDU count %d and error code : %d", SetLog::ValueRc},
-    {"disableTimer", choice(0, 604800, "Invalid Disable Time Interval %d"),
-     platform_get<&rpcclt_openapiLoopProtectDisableTimerGet>, platform_set<&rpcclt_openapiLoopProtectDisableTimerSet>,
-     "Failed to get the disable time and error code:%d", "Failed to set the disable time %d and error code : %d",
-     SetLog::ValueRc},
+    {.key = "admin",
+     .check = flag("Invalid Admin Mode %d"),
+     .get = platform_get<&rpcclt_openapiLoopProtectAdminModeGet>,
+     .set = platform_set<&rpcclt_openapiLoopProtectAdminModeSet>,
+     .set_log = SetLog::ValueRc},
+    {.key = "txInterval",
+     .check = choice(1, 10, "Invalid TX Interval %d"),
+     .get = platform_get<&rpcclt_openapiLoopProtectTxTimerGet>,
+     .set = platform_set<&rpcclt_openapiLoopProtectTxTimerSet>,
+     .set_log = SetLog::ValueRc},
+    {.key = "rxPdu",
+     .check = choice(1, 10, "Invalid RXPDU Interval %d"),
+     .get = platform_get<&rpcclt_openapiLoopProtectMaxPduReceiveGet>,
+     .set = platform_set<&rpcclt_openapiLoopProtectMaxPduReceiveSet>,
+     .set_log = SetLog::ValueRc},
+    {.key = "disableTimer",
+     .check = choice(0, 604800, "Invalid Disable Time Interval %d"),
+     .get = platform_get<&rpcclt_openapiLoopProtectDisableTimerGet>,
+     .set = platform_set<&rpcclt_openapiLoopProtectDisableTimerSet>,
+     .set_log = SetLog::ValueRc},
 };
 const Resource kGlobal{.name = "loopprotection_global_cfg", .walk = scalar(), .fields = kGlobalFields};
 
@@ -36,25 +43,25 @@ const Resource kGlobal{.name = "loopprotection_global_cfg", .walk = scalar(), .f
 // GET lists what each port saw; POST sets its mode ("keepalive", listed as
 // "state") and its action.
 const Field kPortFields[] = {
-    {"port", port_check(3, "Port validation failed.\n")},
-    {"state", no_check(), platform_get<&rpcclt_openapiLoopProtectPortAdminModeGet>, nullptr,
-     "Failed to get the loop protection mode of the port and error code:%d", nullptr, SetLog::Rc, kGet},
-    {"loop", no_check(), platform_get<&rpcclt_openapiLoopProtectIsLoopDetected>, nullptr,
-     "Failed to get the loop state of the port and error code:%d", nullptr, SetLog::Rc, kGet},
-    {"loopCnt", no_check(), platform_get<&rpcclt_openapiLoopProtectPortloopDetectCountGet>, nullptr,
-     "Failed to get the loop count of the port and error code:%d", nullptr, SetLog::Rc, kGet},
-    {"lastTime", no_check(), platform_get<&rpcclt_openapiLoopProtectPortTimeSinceLastLoopGet>, nullptr,
-     "Failed to get the time since the last loop and error code:%d", nullptr, SetLog::Rc, kGet},
-    {"status", no_check(), platform_get<&rpcclt_openapiLoopProtectIsPortDisabled>, nullptr,
-     "Failed to get the disabled state of the port and error code:%d", nullptr, SetLog::Rc, kGet},
-    {"keepalive", flag("Invalid Admin Mode %d"), nullptr, platform_set<&rpcclt_openapiLoopProtectPortAdminModeSet>,
-     nullptr, "Failed to set the loop protection mode of port %d and error code : %d", SetLog::IndexRc, kPost},
-    {"rxaction", choice(OPEN_LOOP_ACTION_SHUTDOWN, OPEN_LOOP_ACTION_BOTH, "Invalid Port Action mode: %d"),
-     platform_get<&rpcclt_openapiLoopProtectPortActionGet>, platform_set<&rpcclt_openapiLoopProtectPortActionSet>,
-     "Failed to get the loop protection action of the port and error code:%d",
-     "Failed to set the loop protection action of port %d and error code : %d", SetLog::IndexRc},
+    {.key = "port", .check = port_check(3, "Port validation failed.\n")},
+    {.key = "state", .get = platform_get<&rpcclt_openapiLoopProtectPortAdminModeGet>, .flags = kGet},
+    {.key = "loop", .get = platform_get<&rpcclt_openapiLoopProtectIsLoopDetected>, .flags = kGet},
+    {.key = "loopCnt", .get = platform_get<&rpcclt_openapiLoopProtectPortloopDetectCountGet>, .flags = kGet},
+    {.key = "lastTime", .get = platform_get<&rpcclt_openapiLoopProtectPortTimeSinceLastLoopGet>, .flags = kGet},
+    {.key = "status", .get = platform_get<&rpcclt_openapiLoopProtectIsPortDisabled>, .flags = kGet},
+    {.key = "keepalive",
+     .check = flag("Invalid Admin Mode %d"),
+     .set = platform_set<&rpcclt_openapiLoopProtectPortAdminModeSet>,
+     .set_log = SetLog::IndexRc,
+     .flags = kPost},
+    {.key = "rxaction",
+     .check = choice(OPEN_LOOP_ACTION_SHUTDOWN, OPEN_LOOP_ACTION_BOTH, "Invalid Port Action mode: %d"),
+     .get = platform_get<&rpcclt_openapiLoopProtectPortActionGet>,
+     .set = platform_set<&rpcclt_openapiLoopProtectPortActionSet>,
+     .set_log = SetLog::IndexRc},
 };
-const Resource kPorts{.name = "loop_protection_cfg", .walk = ports(), .fields = kPortFields, .aggregate = kPortAggregate};
+const Resource kPorts{
+    .name = "loop_protection_cfg", .walk = ports(), .fields = kPortFields, .aggregate = kPortAggregate};
 
 // ---------------------------------------------------------------- loop_protection_clear
 
@@ -73,7 +80,7 @@ int clear_counters(const Element &e) {
 }
 
 const Field kClearFields[] = {
-    {"port", custom_check(check_clear_port, true), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kPost},
+    {.key = "port", .check = custom_check(check_clear_port, true), .flags = kPost},
 };
 const Resource kClear{.name = "loop_protection_clear",
                       .walk = scalar(),

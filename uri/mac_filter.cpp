@@ -17,8 +17,8 @@ constexpr Check kMac = mac_check("MAC Address", "Invalid Mac Address \n");
 constexpr Check kVlan = vlan_check("Validation failed for vlan %d.\n");
 
 // A filter's ports of each direction, by its MAC address and VLAN.
-constexpr Getter kSrcPorts = get<&rpcclt_openapiFilterSrcIntfListGet, Txt<0>, Idx<0>, PortArray<"port">>;
-constexpr Getter kDstPorts = get<&rpcclt_openapiFilterDstIntfListGet, Txt<0>, Idx<0>, PortArray<"port">>;
+constexpr GetBinding kSrcPorts = get<&rpcclt_openapiFilterSrcIntfListGet, Txt<0>, Idx<0>, PortArray<"port">>;
+constexpr GetBinding kDstPorts = get<&rpcclt_openapiFilterDstIntfListGet, Txt<0>, Idx<0>, PortArray<"port">>;
 constexpr const char *kPortsError = "Failed to get the ports of the MAC filter and error code:%d";
 
 // ---------------------------------------------------------------- macfilter_config
@@ -29,11 +29,11 @@ constexpr Cursor kFilterWalk =
 
 // "drcPorts" repeats "dstPorts" under the name older clients read.
 const Field kConfigFields[] = {
-    {"macAddr", kMac, nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"vlan", kVlan, nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"srcPorts", no_check(), kSrcPorts, nullptr, kPortsError, nullptr, SetLog::Rc, kGet},
-    {"dstPorts", no_check(), kDstPorts, nullptr, kPortsError, nullptr, SetLog::Rc, kGet},
-    {"drcPorts", no_check(), kDstPorts, nullptr, kPortsError, nullptr, SetLog::Rc, kGet},
+    {.key = "macAddr", .check = kMac, .flags = kIndex},
+    {.key = "vlan", .check = kVlan, .flags = kIndex},
+    {.key = "srcPorts", .get = kSrcPorts, .get_error = kPortsError, .flags = kGet},
+    {.key = "dstPorts", .get = kDstPorts, .get_error = kPortsError, .flags = kGet},
+    {.key = "drcPorts", .get = kDstPorts, .get_error = kPortsError, .flags = kGet},
 };
 const Resource kConfig{.name = "macfilter_config",
                        .walk = list(kFilterWalk, "Failed to get the MAC filters and error code:%d"),
@@ -55,16 +55,20 @@ const Query kFilterQuery[] = {
     {.name = "vlan", .check = kVlan, .missing_log = "vlan not found in the query var", .index = 0},
 };
 const Field kPortFields[] = {
-    {"macAddr", kMac, nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"vlan", kVlan, nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"srcPorts", custom_check(port_list_check), kSrcPorts,
-     replace_ports<&rpcclt_openapiFilterSrcIntfListGet, &rpcclt_openapiFilterSrcIntfAdd,
-                   &rpcclt_openapiFilterSrcIntfDelete, Txt<0>, Idx<0>>,
-     kPortsError, "Failed to set the source ports of the MAC filter and error code : %d"},
-    {"dstPorts", custom_check(port_list_check), kDstPorts,
-     replace_ports<&rpcclt_openapiFilterDstIntfListGet, &rpcclt_openapiFilterDstIntfAdd,
-                   &rpcclt_openapiFilterDstIntfDelete, Txt<0>, Idx<0>>,
-     kPortsError, "Failed to set the destination ports of the MAC filter and error code : %d"},
+    {.key = "macAddr", .check = kMac, .flags = kIndex},
+    {.key = "vlan", .check = kVlan, .flags = kIndex},
+    {.key = "srcPorts",
+     .check = custom_check(port_list_check),
+     .get = kSrcPorts,
+     .set = replace_ports<&rpcclt_openapiFilterSrcIntfListGet, &rpcclt_openapiFilterSrcIntfAdd,
+                          &rpcclt_openapiFilterSrcIntfDelete, Txt<0>, Idx<0>>,
+     .get_error = kPortsError},
+    {.key = "dstPorts",
+     .check = custom_check(port_list_check),
+     .get = kDstPorts,
+     .set = replace_ports<&rpcclt_openapiFilterDstIntfListGet, &rpcclt_openapiFilterDstIntfAdd,
+                          &rpcclt_openapiFilterDstIntfDelete, Txt<0>, Idx<0>>,
+     .get_error = kPortsError},
 };
 const Resource kPorts{.name = "macfilter_portsetting",
                       .walk = single(),

@@ -87,7 +87,7 @@ bool platform_address(Outcome &out, const char *, json_object *value) {
 // One step of adding a rule: the call (the list's name in Txt<0>, the
 // priority in Idx<0>) and its message, given the priority and the result.
 struct RuleStep {
-  Action call;
+  ActBinding call;
   const char *error;
 };
 constexpr RuleStep kRuleSteps[] = {
@@ -136,25 +136,32 @@ int remove_rule(const Element &e) {
 }
 
 const Field kRuleFields[] = {
-    {"type", choice(OPEN_MGMT_ACAL_DENY, OPEN_MGMT_ACAL_PERMIT, "Invalid  action %d"),
-     get<&rpcclt_openapiMacalRuleActionGet, Txt<0>, Idx<0>, Val>, nullptr,
-     "Failed to get the action of the rule and error code:%d", nullptr, SetLog::Rc, kGet | kPost},
-    {"service", choice(OPEN_MGMT_ACAL_SERVICE_ANY, OPEN_MGMT_ACAL_SERVICE_TFTP, "Invalid  service %d"),
-     get<&rpcclt_openapiMacalRuleServiceGet, Txt<0>, Idx<0>, Val>, nullptr,
-     "Failed to get the service of the rule and error code:%d", nullptr, SetLog::Rc, kGet | kPost},
-    {"pri", choice(1, OPEN_MGMT_ACAL_PRIORITY_MAX, "Invalid  priority %d"), from_row<"pri">, nullptr, nullptr, nullptr,
-     SetLog::Rc, kGet | kPost},
-    {"sip", custom_check(platform_address<"Parsing Error: 'Source IP Address' invalid.\n">), nullptr, nullptr, nullptr,
-     nullptr, SetLog::Rc, kPost},
-    {"mask", custom_check(platform_address<"Parsing Error: 'Source mask' invalid.\n">), nullptr, nullptr, nullptr,
-     nullptr, SetLog::Rc, kPost},
-    {"source", no_check(), rule_source, nullptr, "Failed to get the source of the rule and error code:%d", nullptr,
-     SetLog::Rc, kGet | kMerge},
-    {"Priority", range(1, OPEN_MGMT_ACAL_PRIORITY_MAX, "Priority", "Invalid  priority %d"), nullptr, nullptr, nullptr,
-     nullptr, SetLog::Rc, kDelete},
+    {.key = "type",
+     .check = choice(OPEN_MGMT_ACAL_DENY, OPEN_MGMT_ACAL_PERMIT, "Invalid  action %d"),
+     .get = get<&rpcclt_openapiMacalRuleActionGet, Txt<0>, Idx<0>, Val>,
+     .flags = kGet | kPost},
+    {.key = "service",
+     .check = choice(OPEN_MGMT_ACAL_SERVICE_ANY, OPEN_MGMT_ACAL_SERVICE_TFTP, "Invalid  service %d"),
+     .get = get<&rpcclt_openapiMacalRuleServiceGet, Txt<0>, Idx<0>, Val>,
+     .flags = kGet | kPost},
+    {.key = "pri",
+     .check = choice(1, OPEN_MGMT_ACAL_PRIORITY_MAX, "Invalid  priority %d"),
+     .get = from_row<"pri">,
+     .flags = kGet | kPost},
+    {.key = "sip",
+     .check = custom_check(platform_address<"Parsing Error: 'Source IP Address' invalid.\n">),
+     .flags = kPost},
+    {.key = "mask", .check = custom_check(platform_address<"Parsing Error: 'Source mask' invalid.\n">), .flags = kPost},
+    {.key = "source", .get = rule_source, .flags = kGet | kMerge},
+    {.key = "Priority",
+     .check = range(1, OPEN_MGMT_ACAL_PRIORITY_MAX, "Priority", "Invalid  priority %d"),
+     .flags = kDelete},
 };
+constexpr const char *kRulePriority[] = {"priority"};
+constexpr const char *kRuleList[] = {"list"};
 const Resource kRules{.name = "acal_rule_cfg",
-                      .walk = list(rule_walk, "Failed to get the management access rules and error code:%d"),
+                      .walk = list(rule_walk, "Failed to get the management access rules and error code:%d")
+                                  .adding(kRulePriority, kRuleList),
                       .fields = kRuleFields,
                       .aggregate = kRuleAggregate,
                       .create = add_rule,
@@ -244,13 +251,12 @@ int apply_list(const Element &e) {
 }
 
 const Field kListFields[] = {
-    {"name", custom_check(check_list_name), list_name, nullptr,
-     "Failed to get the management access list name and error code:%d", nullptr, SetLog::Rc, 0,
-     "Parsing Error: 'ACAL name' invalid.\n"},
-    {"status", flag("Invalid status %d"), platform_get<&rpcclt_openapiMacalIsAnyListActivated>, nullptr,
-     "Failed to get the management access list status and error code:%d"},
-    {"filter", no_check(), platform_get<&rpcclt_openapiMacalStatsPacketsFilteredGet>, nullptr,
-     "Failed to get the packets the management access list filtered and error code:%d", nullptr, SetLog::Rc, kGet},
+    {.key = "name",
+     .check = custom_check(check_list_name),
+     .get = list_name,
+     .missing_log = "Parsing Error: 'ACAL name' invalid.\n"},
+    {.key = "status", .check = flag("Invalid status %d"), .get = platform_get<&rpcclt_openapiMacalIsAnyListActivated>},
+    {.key = "filter", .get = platform_get<&rpcclt_openapiMacalStatsPacketsFilteredGet>, .flags = kGet},
 };
 const Resource kList{.name = "protocol_access_control",
                      .walk = scalar(),

@@ -17,9 +17,11 @@ constexpr size_t kMacText = OPEN_MAC_TEXT_SIZE;  // the text and its NUL
 // ---------------------------------------------------------------- port_security_cfg
 
 const Field kGlobalFields[] = {
-    {"mode", flag("Invalid Port secuirty Admin Mode %d"), platform_get<&rpcclt_openapiPmlGlobalAdminModeGet>,
-     platform_set<&rpcclt_openapiPmlGlobalAdminModeSet>, "Failed to get the port security admin mode and error code:%d",
-     "Failed to set the port security admin mode %d and error code : %d", SetLog::ValueRc},
+    {.key = "mode",
+     .check = flag("Invalid Port secuirty Admin Mode %d"),
+     .get = platform_get<&rpcclt_openapiPmlGlobalAdminModeGet>,
+     .set = platform_set<&rpcclt_openapiPmlGlobalAdminModeSet>,
+     .set_log = SetLog::ValueRc},
 };
 const Resource kGlobal{.name = "port_security_cfg", .walk = scalar(), .fields = kGlobalFields};
 
@@ -27,45 +29,54 @@ const Resource kGlobal{.name = "port_security_cfg", .walk = scalar(), .fields = 
 
 // The limits are the platform's: a value it refuses is a counted failure.
 const Field kIntfFields[] = {
-    {"port", port_check(3, "Port validation failed.\n")},
-    {"admin", flag("Invalid Admin Mode %d"), platform_get<&rpcclt_openapiPmlIntfModeGet>,
-     platform_set<&rpcclt_openapiPmlIntfModeSet>, "Failed to get the port security mode and error code:%d",
-     "Failed to set the port security mode of port %d and error code : %d", SetLog::IndexRc},
-    {"maxLearn", any_number(), platform_get<&rpcclt_openapiPmlIntfDynamicLimitGet>,
-     platform_set<&rpcclt_openapiPmlIntfDynamicLimitSet>, "Failed to get the dynamic limit and error code:%d",
-     "Failed to set the dynamic limit of port %d and error code : %d", SetLog::IndexRc},
-    {"maxStatic", any_number(), platform_get<&rpcclt_openapiPmlIntfStaticLimitGet>,
-     platform_set<&rpcclt_openapiPmlIntfStaticLimitSet>, "Failed to get the static limit and error code:%d",
-     "Failed to set the static limit of port %d and error code : %d", SetLog::IndexRc},
-    {"shutdown", flag("Invalid Enable violation shutdown Mode %d"),
-     platform_get<&rpcclt_openapiPmlIntfViolationDDisableModeGet>,
-     platform_set<&rpcclt_openapiPmlIntfViolationDDisableModeSet>,
-     "Failed to get the violation shutdown mode and error code:%d",
-     "Failed to set the violation shutdown mode of port %d and error code : %d", SetLog::IndexRc},
-    {"trap", flag("Invalid Enable violation trap Mode %d"), platform_get<&rpcclt_openapiPmlIntfViolationTrapModeGet>,
-     platform_set<&rpcclt_openapiPmlIntfViolationTrapModeSet>, "Failed to get the violation trap mode and error code:%d",
-     "Failed to set the violation trap mode of port %d and error code : %d", SetLog::IndexRc},
+    {.key = "port", .check = port_check(3, "Port validation failed.\n")},
+    {.key = "admin",
+     .check = flag("Invalid Admin Mode %d"),
+     .get = platform_get<&rpcclt_openapiPmlIntfModeGet>,
+     .set = platform_set<&rpcclt_openapiPmlIntfModeSet>,
+     .set_log = SetLog::IndexRc},
+    {.key = "maxLearn",
+     .check = any_number(),
+     .get = platform_get<&rpcclt_openapiPmlIntfDynamicLimitGet>,
+     .set = platform_set<&rpcclt_openapiPmlIntfDynamicLimitSet>,
+     .set_log = SetLog::IndexRc},
+    {.key = "maxStatic",
+     .check = any_number(),
+     .get = platform_get<&rpcclt_openapiPmlIntfStaticLimitGet>,
+     .set = platform_set<&rpcclt_openapiPmlIntfStaticLimitSet>,
+     .set_log = SetLog::IndexRc},
+    {.key = "shutdown",
+     .check = flag("Invalid Enable violation shutdown Mode %d"),
+     .get = platform_get<&rpcclt_openapiPmlIntfViolationDDisableModeGet>,
+     .set = platform_set<&rpcclt_openapiPmlIntfViolationDDisableModeSet>,
+     .set_log = SetLog::IndexRc},
+    {.key = "trap",
+     .check = flag("Invalid Enable violation trap Mode %d"),
+     .get = platform_get<&rpcclt_openapiPmlIntfViolationTrapModeGet>,
+     .set = platform_set<&rpcclt_openapiPmlIntfViolationTrapModeSet>,
+     .set_log = SetLog::IndexRc},
 };
 const Resource kIntf{.name = "port_security_intf", .walk = ports(), .fields = kIntfFields, .aggregate = kIntfAggregate};
 
 // ---------------------------------------------------------------- port_security_dynamicmac
 
 const Query kPortQuery[] = {
-    {.name = "port", .check = port_check(3, "Port validation failed"), .missing_log = "port id not found in query var",
+    {.name = "port",
+     .check = port_check(3, "Port validation failed"),
+     .missing_log = "port id not found in query var",
      .index = 0},
 };
 const Query kPortFilter[] = {
     {.name = "port", .check = port_check(3, "Port validation failed"), .missing_log = "port id not found in query var"},
 };
 // The addresses one port learned, in (MAC, VLAN) order.
-constexpr Cursor kLearnedWalk =
-    cursor2<cursor<&rpcclt_openapiPmlIntfDynamicEntryGetFirst, Q<"port">, NextTxt<0, kMacText>, NextNum<0>>,
-            cursor<&rpcclt_openapiPmlIntfDynamicEntryGetNext, Q<"port">, Txt<0>, Idx<0>, NextTxt<0, kMacText>,
-                   NextNum<0>>>;
+constexpr Cursor kLearnedWalk = cursor2<
+    cursor<&rpcclt_openapiPmlIntfDynamicEntryGetFirst, Q<"port">, NextTxt<0, kMacText>, NextNum<0>>,
+    cursor<&rpcclt_openapiPmlIntfDynamicEntryGetNext, Q<"port">, Txt<0>, Idx<0>, NextTxt<0, kMacText>, NextNum<0>>>;
 const Field kLearnedFields[] = {
-    {"mac", any_text(), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"vlan", any_number(), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"port", no_check(), from_query<"port">, nullptr, nullptr, nullptr, SetLog::Rc, kGet},
+    {.key = "mac", .check = any_text(), .flags = kIndex},
+    {.key = "vlan", .check = any_number(), .flags = kIndex},
+    {.key = "port", .get = from_query<"port">, .flags = kGet},
 };
 const Resource kLearned{.name = "port_security_dynamicmac",
                         .walk = list(kLearnedWalk, "Failed to get the learned addresses and error code:%d"),
@@ -77,9 +88,8 @@ const Resource kLearned{.name = "port_security_dynamicmac",
 // GET asks for one port; POST makes the addresses each listed port learned
 // static.
 const Field kSettingsFields[] = {
-    {"port", port_check(3, "Port validation failed"), nullptr, nullptr, nullptr, nullptr, SetLog::Rc, kIndex},
-    {"macNum", no_check(), get<&rpcclt_openapiPmlIntfDynamicLearnedAddrCountGet, Idx<0>, Val>, nullptr,
-     "Failed to get the number of learned addresses and error code:%d", nullptr, SetLog::Rc, kGet},
+    {.key = "port", .check = port_check(3, "Port validation failed"), .flags = kIndex},
+    {.key = "macNum", .get = get<&rpcclt_openapiPmlIntfDynamicLearnedAddrCountGet, Idx<0>, Val>, .flags = kGet},
 };
 const Resource kSettings{.name = "port_security_settings",
                          .walk = single(),
@@ -93,10 +103,10 @@ const Resource kSettings{.name = "port_security_settings",
 // ---------------------------------------------------------------- port_security_violations
 
 const Field kViolationFields[] = {
-    {"port", port_check(3, "Port validation failed")},
-    {"violation", no_check(),
-     get<&rpcclt_openapiPmlIntfLastViolationAddrGet, Idx<0>, IntoText<"mac", kMacText>, Into<"vlan">>, nullptr,
-     "Failed to get the last violation and error code:%d", nullptr, SetLog::Rc, kGet | kMerge},
+    {.key = "port", .check = port_check(3, "Port validation failed")},
+    {.key = "violation",
+     .get = get<&rpcclt_openapiPmlIntfLastViolationAddrGet, Idx<0>, IntoText<"mac", kMacText>, Into<"vlan">>,
+     .flags = kGet | kMerge},
 };
 const Resource kViolations{.name = "port_security_violations", .walk = ports(), .fields = kViolationFields};
 

@@ -18,28 +18,36 @@ constexpr Check kThreshold = platform_range(platform_limits<&rpcclt_openapiStorm
                                             "Invalid Threshold value. The allowable range is %d - %d", LogArgs::MinMax);
 
 const Query kModeQuery[] = {
-    {.name = "mode", .check = choice(OPEN_STORM_BCAST, OPEN_STORM_UCAST, "Invalid  mode %d"),
+    {.name = "mode",
+     .check = choice(OPEN_STORM_BCAST, OPEN_STORM_UCAST, "Invalid  mode %d"),
      .missing_log = "mode not found in query var"},
 };
 
 // ---------------------------------------------------------------- stormcontrol_global_cfg
 
 const Field kGlobalFields[] = {
-    {"mode", choice(OPEN_STORM_BCAST, OPEN_STORM_UCAST, "Invalid mode %d"), from_query<"mode">, nullptr, nullptr,
-     nullptr, SetLog::Rc, kGet | kPost},
-    {"glbState", flag("Invalid  state %d"), get<&rpcclt_openapiStormControlModeGet, Q<"mode">, Val>,
-     set<&rpcclt_openapiStormControlModeSet, Key<"mode">, Val>, "Failed to get the storm control mode and error code:%d",
-     "Failed to set the storm control mode %d and error code : %d", SetLog::ValueRc},
-    {"glbThreshold", kThreshold, get<&rpcclt_openapiStormControlThresholdGet, Q<"mode">, Val>,
-     set<&rpcclt_openapiStormControlThresholdSet, Key<"mode">, Val>,
-     "Failed to get the storm control threshold and error code:%d",
-     "Failed to set the storm control threshold %d and error code : %d", SetLog::ValueRc},
-    {"act", kAction, get<&rpcclt_openapiStormControlActionGet, Q<"mode">, Val>,
-     set<&rpcclt_openapiStormControlActionSet, Key<"mode">, Val>,
-     "Failed to get the storm control action and error code:%d",
-     "Failed to set the storm control action %d and error code : %d", SetLog::ValueRc},
+    {.key = "mode",
+     .check = choice(OPEN_STORM_BCAST, OPEN_STORM_UCAST, "Invalid mode %d"),
+     .get = from_query<"mode">,
+     .flags = kGet | kPost},
+    {.key = "glbState",
+     .check = flag("Invalid  state %d"),
+     .get = get<&rpcclt_openapiStormControlModeGet, Q<"mode">, Val>,
+     .set = set<&rpcclt_openapiStormControlModeSet, Key<"mode">, Val>,
+     .set_log = SetLog::ValueRc},
+    {.key = "glbThreshold",
+     .check = kThreshold,
+     .get = get<&rpcclt_openapiStormControlThresholdGet, Q<"mode">, Val>,
+     .set = set<&rpcclt_openapiStormControlThresholdSet, Key<"mode">, Val>,
+     .set_log = SetLog::ValueRc},
+    {.key = "act",
+     .check = kAction,
+     .get = get<&rpcclt_openapiStormControlActionGet, Q<"mode">, Val>,
+     .set = set<&rpcclt_openapiStormControlActionSet, Key<"mode">, Val>,
+     .set_log = SetLog::ValueRc},
 };
-const Resource kGlobal{.name = "stormcontrol_global_cfg", .walk = scalar(), .fields = kGlobalFields, .query = kModeQuery};
+const Resource kGlobal{
+    .name = "stormcontrol_global_cfg", .walk = scalar(), .fields = kGlobalFields, .query = kModeQuery};
 
 // ---------------------------------------------------------------- stormcontrol_intf_cfg
 
@@ -56,20 +64,23 @@ int set_port_action(const Element &e, json_object *value) {
 }
 
 const Field kIntfFields[] = {
-    {"port", port_check(3, "Port validation failed")},
-    {"mode", choice(OPEN_STORM_BCAST, OPEN_STORM_UCAST, "Invalid  mode %d"), nullptr, nullptr, nullptr, nullptr,
-     SetLog::Rc, kPost},
-    {"state", flag("Invalid  state %d"), get<&rpcclt_openapiStormControlIntfModeGet, Idx<0>, Q<"mode">, Val>,
-     set<&rpcclt_openapiStormControlIntfModeSet, Idx<0>, Key<"mode">, Val>,
-     "Failed to get the storm control mode of the port and error code:%d",
-     "Failed to set the storm control mode of port %d and error code : %d", SetLog::IndexRc},
-    {"threshold", kThreshold, get<&rpcclt_openapiStormControlIntfThresholdGet, Idx<0>, Q<"mode">, Val>,
-     set<&rpcclt_openapiStormControlIntfThresholdSet, Idx<0>, Key<"mode">, Val>,
-     "Failed to get the storm control threshold of the port and error code:%d",
-     "Failed to set the storm control threshold of port %d and error code : %d", SetLog::IndexRc},
-    {"act", kAction, get<&rpcclt_openapiSwDevCtrlStormControlActionIntfGet, Idx<0>, Q<"mode">, Val>, set_port_action,
-     "Failed to get the storm control action of the port and error code:%d",
-     "Failed to set the storm control action of port %d and error code : %d", SetLog::IndexRc},
+    {.key = "port", .check = port_check(3, "Port validation failed")},
+    {.key = "mode", .check = choice(OPEN_STORM_BCAST, OPEN_STORM_UCAST, "Invalid mode %d"), .flags = kPost},
+    {.key = "state",
+     .check = flag("Invalid  state %d"),
+     .get = get<&rpcclt_openapiStormControlIntfModeGet, Idx<0>, Q<"mode">, Val>,
+     .set = set<&rpcclt_openapiStormControlIntfModeSet, Idx<0>, Key<"mode">, Val>,
+     .set_log = SetLog::IndexRc},
+    {.key = "threshold",
+     .check = kThreshold,
+     .get = get<&rpcclt_openapiStormControlIntfThresholdGet, Idx<0>, Q<"mode">, Val>,
+     .set = set<&rpcclt_openapiStormControlIntfThresholdSet, Idx<0>, Key<"mode">, Val>,
+     .set_log = SetLog::IndexRc},
+    {.key = "act",
+     .check = kAction,
+     .get = get<&rpcclt_openapiSwDevCtrlStormControlActionIntfGet, Idx<0>, Q<"mode">, Val>,
+     .set = set_port_action,
+     .set_log = SetLog::IndexRc},
 };
 const Resource kIntf{.name = "stormcontrol_intf_cfg",
                      .walk = ports(),

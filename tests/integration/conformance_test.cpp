@@ -45,19 +45,9 @@ std::vector<std::string> declared_names() {
   return names;
 }
 
-bool has_index_fields_first(const Resource &r) {
-  return r.walk.kind == WalkKind::Ports || r.walk.kind == WalkKind::PhysicalPorts || r.walk.kind == WalkKind::Vlans;
-}
-bool is_index(const Resource &r, size_t i) { return has_index_fields_first(r) ? i == 0 : (r.fields[i].flags & kIndex); }
-bool posted(const Resource &r, size_t i) {
-  const Field &f = r.fields[i];
-  if (is_index(r, i)) return true;
-  return f.flags ? (f.flags & kPost) != 0 : (f.set != nullptr || f.check.kind != CheckKind::None);
-}
-bool listed(const Resource &r, size_t i) {
-  const Field &f = r.fields[i];
-  return is_index(r, i) || (f.flags ? (f.flags & kGet) != 0 && !(f.flags & kMerge) : f.get != nullptr);
-}
+// Whether a key appears by its own name in a GET answer (a merged key's
+// getter answers members of other names).
+bool appears(const Resource &r, size_t i) { return listed(r, i) && !(r.fields[i].flags & kMerge); }
 bool is_list(const Resource &r) { return r.walk.kind != WalkKind::Scalar; }
 // Whether GET names one entry by its required query variables (which a
 // fresh switch need not have).
@@ -227,7 +217,7 @@ class Conformance : public veltrum::test::LoggedInSuite, public ::testing::WithP
         v = json_object_get(json_at(idx.get(), {f.key}));
       } else {
         json_object *now = current ? json_at(current, {f.key}) : nullptr;
-        if (change && listed(*res_, i) && f.set) v = changed(f.check, now);
+        if (change && appears(*res_, i) && f.set) v = changed(f.check, now);
         if (!v && now) v = json_object_get(now);
         if (!v) v = sample(f.check, 1);
       }
@@ -369,7 +359,7 @@ TEST_P(Conformance, ValidPostsAreListedAndSavedOnce) {
   ASSERT_NE(listed_el, nullptr) << "not listed after the POST: " << json_text(after.get());
   for (size_t i = 0; i < res_->fields.size(); ++i) {
     const Field &f = res_->fields[i];
-    if (!posted(*res_, i) || !listed(*res_, i)) continue;
+    if (!posted(*res_, i) || !appears(*res_, i)) continue;
     EXPECT_TRUE(json_object_equal(json_at(listed_el, {f.key}), json_at(el.get(), {f.key})))
         << f.key << ": posted " << json_text(el.get()) << ", listed " << json_text(listed_el);
   }
@@ -417,7 +407,7 @@ TEST_P(Conformance, PlatformFaultOnTheLastElementKeepsTheFirst) {
   json_object *listed_el = listed_element(after.get(), index_of(1).get());
   ASSERT_NE(listed_el, nullptr) << json_text(after.get());
   for (size_t i = 0; i < res_->fields.size(); ++i) {
-    if (!posted(*res_, i) || !listed(*res_, i) || (faulted && !std::strcmp(faulted, res_->fields[i].key))) continue;
+    if (!posted(*res_, i) || !appears(*res_, i) || (faulted && !std::strcmp(faulted, res_->fields[i].key))) continue;
     EXPECT_TRUE(json_object_equal(json_at(listed_el, {res_->fields[i].key}), json_at(first.get(), {res_->fields[i].key})))
         << res_->fields[i].key << " of the first element was not kept";
   }

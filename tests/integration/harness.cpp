@@ -363,7 +363,7 @@ void AgentHarness::start_agent(bool wait_ready, bool require_free_port) {
   agent_stopping_ = false;
   std::vector<std::string> env = {"VELTRUM_ROOT=" + root_, "VELTRUM_LOG_LEVEL=7"};
   env.insert(env.end(), options_.agent_env.begin(), options_.agent_env.end());
-  agent_pid_ = spawn({build_path("/core/veltrum")}, env, root_ + "/agent.log");
+  agent_pid_ = spawn({build_path("/server/veltrum")}, env, root_ + "/agent.log");
   if (wait_ready && !wait_agent_ready())
     throw std::runtime_error("the agent did not come up:\n" + tail(agent_log(), 3000));
 }

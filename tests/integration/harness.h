@@ -9,7 +9,7 @@
 //
 // What it does:
 // - makes a private device root under /tmp (removed at the end) and starts
-//   "<build>/sim/veltrum-simd --root ROOT", then "<build>/core/veltrum" with
+//   "<build>/sim/veltrum-simd --root ROOT", then "<build>/server/veltrum" with
 //   VELTRUM_ROOT=ROOT; waits until the simulator answers control calls and
 //   the agent accepts connections on 127.0.0.1:8445;
 // - writes each process's standard output and error to ROOT/sim.log and
