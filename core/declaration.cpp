@@ -81,7 +81,9 @@ std::vector<Served> &registry() {
 
 std::span<const Served> served() { return registry(); }
 
-void register_served(const char *name, const Resource *resource) { registry().push_back({name, resource}); }
+void register_served(const char *name, const Resource *resource, uint8_t methods) {
+  registry().push_back({name, resource, methods});
+}
 
 namespace {
 

@@ -479,6 +479,13 @@ struct Nested {
   const char *list_key = nullptr;
 };
 
+// A check of the whole element, run after the checks of its keys and before
+// anything is applied: it sees every member, the index and the platform
+// (a reserved id, a value that depends on another). A failure is recorded
+// in `out` (out.fail, and the errCode and details where it has them) and
+// answers false; the element is then done.
+using ElementCheck = bool (*)(Outcome &out, const Element &e, bool deleting);
+
 // What a write does with an element that lacks a member it must have.
 // Arrays skip the element uncounted by default; a scalar write always fails.
 enum class MissingMember : uint8_t {
@@ -516,6 +523,8 @@ struct Resource {
   int apply_aggregate = 0;
   // What an element without one of its members does (see MissingMember).
   MissingMember missing = MissingMember::Skip;
+  // POST and DELETE: the whole element's check, after its keys' checks.
+  ElementCheck verify = nullptr;
 
   const char *body_name() const { return body_key ? body_key : name; }
 };
@@ -543,12 +552,16 @@ void resource_delete(const Resource &resource, MHD_Connection *connection, json_
 
 // Every declaration served through VELTRUM_SERVE, by resource name, for
 // the start-up check and the tests that drive every resource.
+// `methods` are those the declaration answers for (kServeGet ...): a
+// resource whose writes are code of its own registers its GET only.
+enum ServedMethods : uint8_t { kServeGet = 1, kServePost = 2, kServeDelete = 4, kServeAll = 7 };
 struct Served {
   const char *name;
   const Resource *resource;
+  uint8_t methods = kServeAll;
 };
 std::span<const Served> served();
-void register_served(const char *name, const Resource *resource);
+void register_served(const char *name, const Resource *resource, uint8_t methods = kServeAll);
 // Checks every served declaration (fields the walkers can hold, getters
 // where GET lists a key, a row in the URI table whose methods match) and
 // logs each fault at level 1; false when there is one.
@@ -557,7 +570,9 @@ bool check_declarations();
 bool check_declaration(const char *name, const Resource &resource);
 
 struct ServeRegistrar {
-  ServeRegistrar(const char *name, const Resource *resource) { register_served(name, resource); }
+  ServeRegistrar(const char *name, const Resource *resource, uint8_t methods = kServeAll) {
+    register_served(name, resource, methods);
+  }
 };
 
 // Defines the handlers of a declared resource and registers it:
@@ -569,6 +584,14 @@ struct ServeRegistrar {
     ::veltrum::handler::resource_delete(decl, connection, request, response);                     \
   }                                                                                               \
   static const ::veltrum::handler::ServeRegistrar serve_registrar_##name(#name, &(decl))
+
+// Defines only the GET handler of a declared resource whose POST and DELETE
+// are handlers of their own (VELTRUM_HANDLER(name_post) ...):
+//   VELTRUM_SERVE_GET(swcfg_vlan, kVlans);
+#define VELTRUM_SERVE_GET(name, decl)                                                           \
+  VELTRUM_HANDLER(name##_get) { ::veltrum::handler::resource_get(decl, connection, response); } \
+  static const ::veltrum::handler::ServeRegistrar serve_registrar_##name(#name, &(decl),        \
+                                                                         ::veltrum::handler::kServeGet)
 
 // ---------------------------------------------------------------- helpers for code of its own
 

@@ -1,4 +1,5 @@
 #include "core/platform_call.h"
+#include "core/validate.h"
 
 #include <arpa/inet.h>
 
@@ -45,6 +46,15 @@ bool parse_ipv4(const char *text, uint32_t &host_order) {
   return true;
 }
 
+json_object *number_list_json(const uint32_t *numbers, size_t count) {
+  // Interface numbers and VLAN ids fit 16 bits; the text of 4094 single
+  // numbers fits 5 characters each.
+  std::vector<uint16_t> small(numbers, numbers + count);
+  std::string text(count * 6 + 1, '\0');
+  numbers_to_vlan_list(small.data(), small.size(), text.data(), text.size());
+  return json_object_new_string(text.c_str());
+}
+
 json_object *ipv4_json(uint32_t host_order) {
   char text[INET_ADDRSTRLEN] = {};
   in_addr a{htonl(host_order)};
@@ -87,11 +97,15 @@ std::vector<uint32_t> ports_of(json_object *list, const char *key) {
 }
 
 bool port_list_check(Outcome &out, const char *key, json_object *value) {
+  return port_list_check(out, key, value, 3, "Port validation failed");
+}
+
+bool port_list_check(Outcome &out, const char *key, json_object *value, int kind, const char *log) {
   if (!json_object_is_type(value, json_type_array)) {
     out.fail("Parsing error - expected %s array ", key);
     return false;
   }
-  static constexpr Check kPort = port_check(3, "Port validation failed");
+  const Check kPort = port_check(kind, log);
   for (size_t i = 0; i < json_object_array_length(value); ++i) {
     json_object *port = nullptr;
     json_object *element = json_object_array_get_idx(value, i);

@@ -105,6 +105,10 @@ struct IntoText {};
 // of at most Max: as JSON, an array of {K: number}.
 template <Name K = "port", size_t Max = 256>
 struct PortArray {};
+// A set of numbers (VLAN ids, interface numbers; uint32_t) the platform fills
+// into a buffer of at most Max: as JSON, the list notation text ("1-3,5").
+template <size_t Max = 4096>
+struct NumList {};
 // The port a port-set change is about (see replace_ports).
 struct CurrentPort {};
 template <Name K>
@@ -453,6 +457,26 @@ struct Arg<PortArray<K, Max>, P> {
   }
 };
 
+// The numbers of a NumList as the list notation ("1-3,5,7").
+json_object *number_list_json(const uint32_t *numbers, size_t count);
+
+template <size_t Max, typename P>
+struct Arg<NumList<Max>, P> {
+  static_assert(std::is_same_v<P, open_buffdesc *>, "a number list comes in an open_buffdesc");
+  std::vector<uint32_t> held = std::vector<uint32_t>(Max);
+  open_buffdesc desc{static_cast<uint32_t>(Max * sizeof(uint32_t)), held.data()};
+  bool load(const Context &) { return true; }
+  P arg() { return &desc; }
+  void store(const Context &c) {
+    size_t n = std::min<size_t>(desc.size / sizeof(uint32_t), Max);
+    if (c.ports) {
+      c.ports->assign(held.begin(), held.begin() + static_cast<std::ptrdiff_t>(n));
+      return;
+    }
+    if (c.out) *c.out = number_list_json(held.data(), n);
+  }
+};
+
 template <typename P>
 struct Arg<CurrentPort, P> {
   P held{};
@@ -593,6 +617,13 @@ template <auto Fn, typename... S>
 int run_get(const Element &e, json_object **out) {
   return CallOf<Fn, S...>::run({.e = &e, .out = out});
 }
+template <int64_t Absent, auto Fn, typename... S>
+int run_get_or(const Element &e, json_object **out) {
+  int rc = CallOf<Fn, S...>::run({.e = &e, .out = out});
+  if (rc != OPEN_E_NOT_FOUND) return rc;
+  *out = json_object_new_int64(Absent);
+  return OPEN_E_NONE;
+}
 template <auto Fn, typename... S>
 int run_set(const Element &e, json_object *value) {
   return CallOf<Fn, S...>::run({.e = &e, .in = value});
@@ -609,6 +640,11 @@ int run_act(const Element &e) {
 // name) and a callable: set<&Fn, Idx<0>, Val>(e, value).
 template <auto Fn, typename... S>
 inline constexpr GetBinding get{call_detail::run_get<Fn, S...>, call_detail::binding_of<Fn, S...>()};
+// A getter whose call answers OPEN_E_NOT_FOUND for an element that has no
+// such value (a VLAN without a routing interface): the key is then
+// `Absent`, and the walk goes on.
+template <int64_t Absent, auto Fn, typename... S>
+inline constexpr GetBinding get_or{call_detail::run_get_or<Absent, Fn, S...>, call_detail::binding_of<Fn, S...>()};
 template <auto Fn, typename... S>
 inline constexpr SetBinding set{call_detail::run_set<Fn, S...>, call_detail::binding_of<Fn, S...>()};
 template <auto Fn, typename... S>
@@ -708,12 +744,32 @@ struct Limits<Fn, Min, open_error_t (*)(openapiClientHandle_t *, A *)> {
 template <Name K>
 inline constexpr GetBinding from_query{call_detail::query_value<K>, Binding{nullptr, call_detail::kQuerySource<K>, 1}};
 
+// Makes a set what `wanted` lists: `add(n)` for each number missing from
+// `current`, then `remove(n)` for each number of `current` not wanted; the
+// first failing call ends it with its result.
+template <typename Add, typename Remove>
+int replace_set(const std::vector<uint32_t> &current, const std::vector<uint32_t> &wanted, Add add, Remove remove) {
+  for (uint32_t n : wanted)
+    if (std::find(current.begin(), current.end(), n) == current.end())
+      if (int rc = add(n)) return rc;
+  for (uint32_t n : current)
+    if (std::find(wanted.begin(), wanted.end(), n) == wanted.end())
+      if (int rc = remove(n)) return rc;
+  return OPEN_E_NONE;
+}
+
 // The ports of an array [{"port": n}, ...] (after port_list_check).
 std::vector<uint32_t> ports_of(json_object *list, const char *key = "port");
 // A check of such an array: every element an object whose "port" passes
 // the port validator (kind 3): "Port validation failed", errCode 247 and
 // {"port_id": id} otherwise.
 bool port_list_check(Outcome &out, const char *key, json_object *value);
+// The same with the port validator's `kind` and the table's text `log`.
+bool port_list_check(Outcome &out, const char *key, json_object *value, int kind, const char *log);
+template <int Kind, Name Log>
+bool port_list_check_of(Outcome &out, const char *key, json_object *value) {
+  return port_list_check(out, key, value, Kind, Log.text);
+}
 
 // A setter that makes a set of ports what the value lists: it reads the
 // current set with ListGet(client, keys..., list), adds each missing port
@@ -722,27 +778,30 @@ bool port_list_check(Outcome &out, const char *key, json_object *value);
 namespace call_detail {
 template <auto ListGet, auto Add, auto Remove, typename... KeySrc>
 int replace_port_set(const Element &e, json_object *value) {
-  using namespace call_detail;
   std::vector<uint32_t> current;
   Context c{.e = &e, .ports = &current};
   if (int rc = CallOf<ListGet, KeySrc..., PortArray<>>::run(c)) return rc;
-  std::vector<uint32_t> wanted = ports_of(value);
-  for (uint32_t port : wanted) {
-    if (std::find(current.begin(), current.end(), port) != current.end()) continue;
-    c.port = port;
-    if (int rc = CallOf<Add, KeySrc..., CurrentPort>::run(c)) return rc;
-  }
-  for (uint32_t port : current) {
-    if (std::find(wanted.begin(), wanted.end(), port) != wanted.end()) continue;
-    c.port = port;
-    if (int rc = CallOf<Remove, KeySrc..., CurrentPort>::run(c)) return rc;
-  }
-  return OPEN_E_NONE;
+  auto change = [&c](auto call) {
+    return [&c, call](uint32_t port) {
+      c.port = port;
+      return call(c);
+    };
+  };
+  return replace_set(current, ports_of(value), change(&CallOf<Add, KeySrc..., CurrentPort>::run),
+                     change(&CallOf<Remove, KeySrc..., CurrentPort>::run));
 }
 }  // namespace call_detail
 template <auto ListGet, auto Add, auto Remove, typename... KeySrc>
 inline constexpr SetBinding replace_ports{call_detail::replace_port_set<ListGet, Add, Remove, KeySrc...>,
                                           call_detail::binding_of<Add, KeySrc...>()};
+
+// The numbers a list call answers (a NumList or a PortArray at the end of
+// its sources), for code: numbers_of<&Fn, Idx<0>, NumList<>>(e, vlans).
+template <auto Fn, typename... S>
+int numbers_of(const Element &e, std::vector<uint32_t> &out) {
+  out.clear();
+  return call_detail::CallOf<Fn, S...>::run({.e = &e, .ports = &out});
+}
 
 // Platform limits as a LimitsFn: from (client, T *min, T *max), or from
 // (client, T *max) with the minimum `Min`.

@@ -152,6 +152,7 @@ Written write_element(Write &w, const Resource &r, json_object *obj, const Eleme
   e.parent = parent;
   if (parent) e.index = parent->index;
   index_from_values(r, e, values);
+  if (r.verify && !r.verify(w.out, e, deleting)) return Written::Done;
 
   if (deleting) {
     if (r.remove) {

@@ -69,11 +69,12 @@ bool check_uri_table() {
     struct {
       const char *method;
       bool in_row, declared;
-    } methods[] = {{"GET", row->get != nullptr, veltrum::handler::serves_get(r)},
-                   {"POST", row->post != nullptr, veltrum::handler::serves_post(r)},
-                   {"DELETE", row->del != nullptr, veltrum::handler::serves_delete(r)}};
+      uint8_t bit;
+    } methods[] = {{"GET", row->get != nullptr, veltrum::handler::serves_get(r), veltrum::handler::kServeGet},
+                   {"POST", row->post != nullptr, veltrum::handler::serves_post(r), veltrum::handler::kServePost},
+                   {"DELETE", row->del != nullptr, veltrum::handler::serves_delete(r), veltrum::handler::kServeDelete}};
     for (const auto &m : methods)
-      if (m.in_row && !m.declared) {
+      if ((s.methods & m.bit) && m.in_row && !m.declared) {
         agent_log(1, "The URI table serves %s %s, which its declaration does not", m.method, s.name);
         ok = false;
       }
