@@ -607,6 +607,9 @@ constexpr Check kSeq = range(1, OPEN_ACL_SEQ_MAX, "Sequence Number", "Sequence n
 constexpr Check kAction = choice(OPEN_ACL_DENY, OPEN_ACL_PERMIT, "Invalid action %d");
 constexpr Check kQueue = platform_range(platform_limits<&rpcclt_openapiAclMaxAssignQueueGet>, "Assign Queue",
                                         "Queue id exceeded max val %d\n", LogArgs::Max);
+// Mirror and redirect interfaces are interface numbers like any other, in
+// every rule kind: a rule without one leaves the member out, and 0 (no
+// interface) fails the port validator (247).
 constexpr Check kMirror = port_check(3, "Failed to validate mirror interface\n");
 constexpr Check kRedirect = port_check(3, "Failed to validate redirect interface\n");
 constexpr Check kPlatformNumber = any_number();  // the platform's range

@@ -17,6 +17,20 @@ using veltrum::test::json_at;
 using veltrum::test::json_int_at;
 using veltrum::test::json_string_at;
 
+// The answer to a value just outside a range: errCode 9 with the value, the
+// range's label and its bounds.
+std::string range_refusal(int64_t value, const char *label, int64_t min, int64_t max) {
+  return R"({"resp":{"status":"failure","respCode":-1,"errCode":9,"errMsgArgs":{"value":)" + std::to_string(value) +
+         R"(,"params":")" + label + R"(","min":)" + std::to_string(min) + R"(,"max":)" + std::to_string(max) + "}}}";
+}
+
+struct RangeCase {
+  const char *key;
+  const char *label;
+  int64_t min;
+  int64_t max;
+};
+
 class AaaTest : public veltrum::test::ResourceSuite {
  protected:
   HttpResponse radius_server(const std::string &addr, const std::string &name, int pri, const std::string &secret = "",
@@ -240,6 +254,51 @@ TEST_F(AaaTest, WebAuthenticationListsRoundTripTheirMethodOrders) {
     EXPECT_EQ(resp_code(r), -1) << methods;
   }
   EXPECT_TRUE(calls("AuthenticationMethod").empty());
+}
+
+// Each ranged member of the RADIUS and TACACS+ resources, at both ends just
+// outside its range, answers errCode 9 with its label and bounds.
+TEST_F(AaaTest, RangedMembersAnswerTheirLabelAndBounds) {
+  struct Case {
+    const char *resource;
+    std::string before;  // the body up to the value
+    const char *after;
+    RangeCase range;
+  };
+  const std::string radius = R"({"radius_server_cfg":[{"addr":"10.0.0.1","name":"corp","secretCfg":0,"secret":"",)"
+                             R"("pri":1,"msgAuth":1,"port":)";
+  const std::string accounting = R"({"radius_accounting_cfg":[{"addr":"10.0.0.2","name":"corp","secretCfg":0,)"
+                                 R"("secret":"","acctMode":1,"port":)";
+  const std::string tacacs = R"({"tacacs_server_cfg":{"tacacs_server_conf":[{"addr":"10.0.0.3","key":"","keyFlag":0,)";
+  const Case cases[] = {
+      {"radius_server_cfg", radius, "}]}", {"port", "Authentication Port", 1, 65535}},
+      {"radius_accounting_cfg", accounting, "}]}", {"port", "Port", 1, 65535}},
+      {"radius_global_cfg",
+       R"({"radius_global_cfg":{"acctState":0,"timeout":5,"maxRetrans":)",
+       "}}",
+       {"maxRetrans", "Max Number of Retransmits", 1, 15}},
+      {"radius_global_cfg",
+       R"({"radius_global_cfg":{"acctState":0,"maxRetrans":4,"timeout":)",
+       "}}",
+       {"timeout", "Timeout Duration", 1, 30}},
+      {"tacacs_global_cfg", R"({"tacacs_global_cfg":{"timeout":)", "}}", {"timeout", "Connection Timeout", 1, 30}},
+      {"tacacs_server_cfg", tacacs + R"("pri":1,"timeout":5,"tacport":)", "}]}}", {"tacport", "Port", 0, 65535}},
+      {"tacacs_server_cfg", tacacs + R"("tacport":49,"timeout":5,"pri":)", "}]}}", {"pri", "Priority", 0, 65535}},
+      {"tacacs_server_cfg",
+       tacacs + R"("tacport":49,"pri":1,"timeout":)",
+       "}]}}",
+       {"timeout", "Connection Timeout", 1, 30}},
+  };
+  for (const Case &c : cases) {
+    for (int64_t value : {c.range.min - 1, c.range.max + 1}) {
+      EXPECT_EQ(post(c.resource, c.before + std::to_string(value) + c.after).body,
+                range_refusal(value, c.range.label, c.range.min, c.range.max))
+          << c.resource << " " << c.range.key << " " << value;
+    }
+  }
+  EXPECT_TRUE(calls("ServerAdd").empty());
+  EXPECT_TRUE(calls("AcctServerAdd").empty());
+  EXPECT_EQ(saves(), 0u);
 }
 
 }  // namespace

@@ -282,6 +282,103 @@ TEST_F(AclTest, RuleChecksGiveTheirCodesAndDetails) {
   EXPECT_EQ(err_code(r), 82);
 }
 
+// A rule's mirror and redirect interfaces are interface numbers like any
+// other: present, they pass the port validator, so 0 (no interface) is
+// refused by every kind alike; a rule without mirror or redirect leaves the
+// member out.
+TEST_F(AclTest, MirrorAndRedirectInterfaceZeroIsRefusedAlikeByEveryRuleKind) {
+  ASSERT_EQ(
+      create(R"({"type":3,"name":"m"},{"type":1,"name":"3"},{"type":1,"name":"ext"},{"type":2,"name":"v6"})").body,
+      kSuccess);
+  struct Kind {
+    const char *resource;
+    std::string before;  // the body up to the rule's members
+    const char *after;
+  };
+  const Kind kinds[] = {
+      {"mac_aclrule_cfg", R"({"mac_aclrule_cfg":[{"name":"m","aclrule":[{"pri":1,"act":1,)", "}]}]}"},
+      {"ip_aclrule_cfg", R"({"ip_aclrule_cfg":[{"aclname":"3","ipaclrule":[{"acl_rule":1,"act":1,)", "}]}]}"},
+      {"ipextended_aclrule_cfg", R"({"ip_aclrule_cfg":[{"name":"ext","aclrules":[{"pri":1,"act":1,)", "}]}]}"},
+      {"ipv6_aclrule_cfg", R"({"ipv6_aclrule_cfg":[{"aclname":"v6","aclrules":[{"pri":1,"act":1,)", "}]}]}"},
+  };
+  for (const Kind &k : kinds) {
+    for (const char *member : {"mirrorIntf", "redirectIntf"}) {
+      size_t mark = harness().agent_log_size();
+      HttpResponse r = post(k.resource, k.before + "\"" + member + "\":0" + k.after);
+      EXPECT_EQ(r.body, R"({"resp":{"status":"failure","respCode":-1,"errCode":247,"errMsgArgs":{"port_id":0}}})")
+          << k.resource << " " << member;
+      const char *log = std::string(member) == "mirrorIntf" ? "Failed to validate mirror interface"
+                                                            : "Failed to validate redirect interface";
+      EXPECT_NE(log_since(mark).find(log), std::string::npos) << k.resource << " " << member;
+    }
+  }
+  EXPECT_TRUE(calls("AclRule").empty());  // refused before the switch is asked
+  EXPECT_EQ(saves(), 1u);                 // the lists only
+
+  // Left out, neither is configured and GET does not list them.
+  for (const Kind &k : kinds)
+    EXPECT_EQ(post(k.resource, k.before + R"("logging":1)" + k.after).body, kSuccess) << k.resource;
+  EXPECT_EQ(member(get("mac_aclrule_cfg"), {"mac_aclrule_cfg"}),
+            R"([{"name":"m","aclrules":[{"pri":1,"act":1,"logging":1}]}])");
+  EXPECT_EQ(calls("MatchMirrorAdd").size() + calls("MatchRedirectAdd").size(), 0u);
+}
+
+// Every ranged key of the ACL resources, just outside its range, answers
+// errCode 9 with its label and bounds, and nothing reaches the switch.
+TEST_F(AclTest, EveryRangeAnswersItsLabelAndBounds) {
+  ASSERT_EQ(
+      create(R"({"type":3,"name":"m"},{"type":1,"name":"3"},{"type":1,"name":"ext"},{"type":2,"name":"v6"})").body,
+      kSuccess);
+  const size_t created = calls("AclCreate").size();
+  struct Case {
+    const char *resource;
+    const char *before;  // the body up to the value
+    const char *after;
+    int64_t value;
+    const char *label;
+    int64_t min;
+    int64_t max;
+  };
+  constexpr int64_t kSeqMax = 2147483647;
+  const Case cases[] = {
+      {"acl_cfg", R"({"acl_cfg":[{"name":"x","type":)", "}]}", 4, "ACL Type", 1, 3},
+      {"mac_aclrule_cfg", R"({"mac_aclrule_cfg":[{"name":"m","aclrule":[{"act":1,"pri":)", "}]}]}", 0,
+       "Sequence Number", 1, kSeqMax},
+      {"mac_aclrule_cfg", R"({"mac_aclrule_cfg":[{"name":"m","aclrule":[{"act":1,"pri":)", "}]}]}", kSeqMax + 1,
+       "Sequence Number", 1, kSeqMax},
+      {"ip_aclrule_cfg", R"({"ip_aclrule_cfg":[{"aclname":"3","ipaclrule":[{"act":1,"acl_rule":)", "}]}]}", 0,
+       "Sequence Number", 1, kSeqMax},
+      {"ipextended_aclrule_cfg", R"({"ip_aclrule_cfg":[{"name":"ext","aclrules":[{"act":1,"pri":)", "}]}]}",
+       kSeqMax + 1, "Sequence Number", 1, kSeqMax},
+      {"ipv6_aclrule_cfg", R"({"ipv6_aclrule_cfg":[{"aclname":"v6","aclrules":[{"act":1,"pri":)", "}]}]}", 0,
+       "Sequence Number", 1, kSeqMax},
+      {"ipv6_aclrule_cfg",
+       R"({"ipv6_aclrule_cfg":[{"aclname":"v6","aclrules":[{"pri":1,"act":1,"proto":6,"sl4Port":80,"sl4PortAct":)",
+       "}]}]}", -1, "Source L4 Port Action", 0, 1},
+      {"ipv6_aclrule_cfg",
+       R"({"ipv6_aclrule_cfg":[{"aclname":"v6","aclrules":[{"pri":1,"act":1,"proto":6,"dl4Port":80,"dl4PortAct":)",
+       "}]}]}", 5, "Destination L4 Port Action", 0, 4},
+      {"acl_binding", R"({"acl_binding":{"aclname":"ext","direction":0,"ports":[],"type":)", "}}", 0, "ACL Type", 1, 3},
+      {"acl_binding", R"({"acl_binding":{"aclname":"ext","type":1,"direction":0,"ports":[{"port_id":1,"seqno":)",
+       "}]}}", kSeqMax + 1, "Sequence Number", 1, kSeqMax},
+      {"acl_vlan_binding", R"({"acl_vlan_binding":[{"vlan":1,"aclname":"ext","seqno":1,"type":)", "}]}", 4, "ACL Type",
+       1, 3},
+      {"acl_vlan_binding", R"({"acl_vlan_binding":[{"vlan":1,"aclname":"ext","type":1,"seqno":)", "}]}", 0,
+       "Sequence Number", 1, kSeqMax},
+  };
+  for (const Case &c : cases) {
+    const std::string value = std::to_string(c.value);
+    EXPECT_EQ(post(c.resource, c.before + value + c.after).body,
+              R"({"resp":{"status":"failure","respCode":-1,"errCode":9,"errMsgArgs":{"value":)" + value +
+                  R"(,"params":")" + c.label + R"(","min":)" + std::to_string(c.min) + R"(,"max":)" +
+                  std::to_string(c.max) + "}}}")
+        << c.resource << " " << c.label << " " << value;
+  }
+  EXPECT_TRUE(calls("AclRule").empty());
+  EXPECT_TRUE(calls("DirAdd").empty());
+  EXPECT_EQ(calls("AclCreate").size(), created);
+}
+
 TEST_F(AclTest, TheSwitchRefusesRulesThatDoNotFitTheirList) {
   ASSERT_EQ(create(R"({"type":1,"name":"12"},{"type":1,"name":"ext"},{"type":3,"name":"m"})").body, kSuccess);
   auto ext = [&](const std::string &list, const std::string &rules) {

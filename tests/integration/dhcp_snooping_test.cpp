@@ -5,6 +5,8 @@
 // of the settings are the conformance test's.
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include <ctime>
 
 #include "tests/integration/harness.h"
@@ -15,6 +17,20 @@ using veltrum::test::HttpResponse;
 using veltrum::test::json_at;
 using veltrum::test::json_int_at;
 using veltrum::test::json_string_at;
+
+// The answer to a value just outside a range: errCode 9 with the value, the
+// range's label and its bounds.
+std::string range_refusal(int64_t value, const char *label, int64_t min, int64_t max) {
+  return R"({"resp":{"status":"failure","respCode":-1,"errCode":9,"errMsgArgs":{"value":)" + std::to_string(value) +
+         R"(,"params":")" + label + R"(","min":)" + std::to_string(min) + R"(,"max":)" + std::to_string(max) + "}}}";
+}
+
+struct RangeCase {
+  const char *key;
+  const char *label;
+  int64_t min;
+  int64_t max;
+};
 
 class DhcpSnoopingTest : public veltrum::test::ResourceSuite {
  protected:
@@ -146,6 +162,38 @@ TEST_F(DhcpSnoopingTest, TheRelayAddsItsOptionPerVlan) {
                                                 std::string(129, 'r') + R"("}]}})");
   EXPECT_EQ(err_code(r), 1303);
   EXPECT_EQ(json_text(json_at(get("dhcpl2relay_vlan").json().get(), {"dhcpl2relay_vlan", "dhcp_l2relay_list"})), list);
+}
+
+// Each ranged member of the interface settings and of the database, at
+// both ends just outside its range, answers errCode 9 with its label and
+// bounds and changes nothing.
+TEST_F(DhcpSnoopingTest, RangedMembersAnswerTheirLabelAndBounds) {
+  const RangeCase intf_cases[] = {
+      {"rate", "Rate Limit", 0, 300},
+      {"burst", "Burst Interval", 1, 15},
+  };
+  JsonPtr doc = get("dhcpsnp_intf_cfg").json();
+  const std::string port = json_text(json_object_array_get_idx(json_at(doc.get(), {"dhcpsnp_intf_cfg"}), 0));
+  for (const RangeCase &c : intf_cases) {
+    for (int64_t value : {c.min - 1, c.max + 1}) {
+      JsonPtr element(json_tokener_parse(port.c_str()));
+      json_object_object_add(element.get(), c.key, json_object_new_int64(value));
+      EXPECT_EQ(post("dhcpsnp_intf_cfg", R"({"dhcpsnp_intf_cfg":[)" + json_text(element.get()) + "]}").body,
+                range_refusal(value, c.label, c.min, c.max))
+          << c.key << " " << value;
+    }
+  }
+  for (int64_t delay : {14, 86401})
+    EXPECT_EQ(post("dhcpsnp_persistent_cfg", R"({"dhcpsnp_persistent_cfg":{"type":1,"ip":"192.0.2.7",)"
+                                             R"("name":"snoop.db","writeDelay":)" +
+                                                 std::to_string(delay) + "}}")
+                  .body,
+              range_refusal(delay, "Write Delay", 15, 86400));
+  doc = get("dhcpsnp_intf_cfg").json();
+  EXPECT_EQ(json_text(json_object_array_get_idx(json_at(doc.get(), {"dhcpsnp_intf_cfg"}), 0)), port);
+  EXPECT_EQ(json_text(json_at(get("dhcpsnp_persistent_cfg").json().get(), {"dhcpsnp_persistent_cfg"})),
+            R"({"type":0,"ip":"0.0.0.0","name":"dhcpsnooping.db","writeDelay":300})");
+  EXPECT_EQ(saves(), 0u);
 }
 
 }  // namespace

@@ -2,12 +2,28 @@
 // automatic mode switches every check with it.
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "tests/integration/harness.h"
 
 namespace {
 
 using veltrum::test::HttpResponse;
 using veltrum::test::json_at;
+
+// The answer to a value just outside a range: errCode 9 with the value, the
+// range's label and its bounds.
+std::string range_refusal(int64_t value, const char *label, int64_t min, int64_t max) {
+  return R"({"resp":{"status":"failure","respCode":-1,"errCode":9,"errMsgArgs":{"value":)" + std::to_string(value) +
+         R"(,"params":")" + label + R"(","min":)" + std::to_string(min) + R"(,"max":)" + std::to_string(max) + "}}}";
+}
+
+struct RangeCase {
+  const char *key;
+  const char *label;
+  int64_t min;
+  int64_t max;
+};
 
 class DosTest : public veltrum::test::ResourceSuite {
  protected:
@@ -51,6 +67,29 @@ TEST_F(DosTest, AFailingCheckStopsTheAutomaticMode) {
   EXPECT_EQ(saves(), 0u);
   EXPECT_TRUE(calls("UDPPortModeSet").empty());  // the calls after the fault were not made
   EXPECT_EQ(resp_code(post("auto_dos_cfg", R"({"auto_dos_cfg":{"auto":2}})")), -1);
+}
+
+// Each ranged member of the service checks, at both ends just outside its
+// range, answers errCode 9 with its label and bounds and changes nothing.
+TEST_F(DosTest, RangedMembersAnswerTheirLabelAndBounds) {
+  const RangeCase cases[] = {
+      {"minTcpHead", "Denial of Service Min TCP Header Size", 0, 31},
+      {"icmpv4MaxSize", "Denial of Service Max ICMPV4 Packet Size", 0, 16376},
+      {"icmpv6MaxSize", "Denial of Service Max ICMPV6 Packet Size", 0, 16376},
+  };
+  const std::string before = modes();
+  for (const RangeCase &c : cases) {
+    for (int64_t value : {c.min - 1, c.max + 1}) {
+      JsonPtr doc = get("dos_service_cfg").json();
+      json_object *settings = json_at(doc.get(), {"dos_service_cfg"});
+      json_object_object_add(settings, c.key, json_object_new_int64(value));
+      EXPECT_EQ(post("dos_service_cfg", R"({"dos_service_cfg":)" + json_text(settings) + "}").body,
+                range_refusal(value, c.label, c.min, c.max))
+          << c.key << " " << value;
+    }
+  }
+  EXPECT_EQ(modes(), before);
+  EXPECT_EQ(saves(), 0u);
 }
 
 }  // namespace

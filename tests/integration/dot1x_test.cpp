@@ -5,6 +5,8 @@
 // the conformance test's.
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "tests/integration/harness.h"
 
 namespace {
@@ -12,6 +14,20 @@ namespace {
 using veltrum::test::HttpResponse;
 using veltrum::test::json_at;
 using veltrum::test::json_int_at;
+
+// The answer to a value just outside a range: errCode 9 with the value, the
+// range's label and its bounds.
+std::string range_refusal(int64_t value, const char *label, int64_t min, int64_t max) {
+  return R"({"resp":{"status":"failure","respCode":-1,"errCode":9,"errMsgArgs":{"value":)" + std::to_string(value) +
+         R"(,"params":")" + label + R"(","min":)" + std::to_string(min) + R"(,"max":)" + std::to_string(max) + "}}}";
+}
+
+struct RangeCase {
+  const char *key;
+  const char *label;
+  int64_t min;
+  int64_t max;
+};
 
 class Dot1xTest : public veltrum::test::ResourceSuite {
  protected:
@@ -176,6 +192,35 @@ TEST_F(Dot1xTest, TheAuthenticationListKeepsItsMethod) {
     EXPECT_EQ(resp_code(r), -1);
   }
   EXPECT_TRUE(calls("AuthenticationMethodSet").size() == 1u);
+}
+
+// Each ranged member of a port's authentication settings, at both ends just
+// outside its range, answers errCode 9 with its label and bounds, and the
+// port keeps its settings.
+TEST_F(Dot1xTest, RangedPortSettingsAnswerTheirLabelAndBounds) {
+  const RangeCase cases[] = {
+      {"mabAuthType", "MAB Auth Type", 0, 3},
+      {"quietPeriod", "Quiet Period", 0, 65535},
+      {"srvTimeout", "Server Timeout", 1, 65535},
+      {"suppTimeout", "Supplicant Timeout", 1, 65535},
+      {"maxEap", "MAX EAP Requests", 1, 10},
+      {"resendEap", "Resending EAP", 1, 65535},
+      {"reauthPeriod", "AgReauthentication Periode Time", 1, 65535},
+      {"guestPeriod", "Guest VLAN Period", 1, 300},
+  };
+  const std::string before = port_of("port_authentication_cfg", nullptr, 0);
+  for (const RangeCase &c : cases) {
+    for (int64_t value : {c.min - 1, c.max + 1}) {
+      JsonPtr element(json_tokener_parse(before.c_str()));
+      json_object_object_add(element.get(), c.key, json_object_new_int64(value));
+      EXPECT_EQ(
+          post("port_authentication_cfg", R"({"port_authentication_cfg":[)" + json_text(element.get()) + "]}").body,
+          range_refusal(value, c.label, c.min, c.max))
+          << c.key << " " << value;
+    }
+  }
+  EXPECT_EQ(port_of("port_authentication_cfg", nullptr, 0), before);
+  EXPECT_EQ(saves(), 0u);
 }
 
 }  // namespace
