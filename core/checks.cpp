@@ -93,6 +93,52 @@ bool text_passes(const Check &check, const std::string &text, int64_t min, int64
   }
 }
 
+// The bounds `limits` gives, read once per request.
+int request_limits(Outcome &out, LimitsFn limits, int64_t &min, int64_t &max) {
+  Outcome::Facts &f = out.facts;
+  for (size_t i = 0; i < f.limits_count; ++i)
+    if (f.limits_fn[i] == limits) {
+      min = f.limits_min[i];
+      max = f.limits_max[i];
+      return f.limits_rc[i];
+    }
+  int rc = limits(min, max);
+  if (f.limits_count < Outcome::Facts::kLimits) {
+    f.limits_fn[f.limits_count] = limits;
+    f.limits_min[f.limits_count] = min;
+    f.limits_max[f.limits_count] = max;
+    f.limits_rc[f.limits_count++] = rc;
+  }
+  return rc;
+}
+
+// The port validator on the layout read once per request.
+int request_port_check(Outcome &out, uint32_t port, int kind) {
+  if (kind < PORT_KIND_PHYSICAL || kind > PORT_KIND_ANY) return 0;
+  Outcome::Facts &f = out.facts;
+  if (!f.have_ports[kind]) {
+    PortLayout l = port_layout_get(kind);
+    f.ports[kind][0] = l.phy_first;
+    f.ports[kind][1] = l.phy_count;
+    f.ports[kind][2] = l.lag_first;
+    f.ports[kind][3] = l.lag_count;
+    f.have_ports[kind] = true;
+  }
+  const PortLayout l{f.ports[kind][0], f.ports[kind][1], f.ports[kind][2], f.ports[kind][3]};
+  return validate_port_in(l, port, kind);
+}
+
+// The VLAN validator with the highest id read once per request.
+int request_vlan_check(Outcome &out, uint32_t vlan) {
+  Outcome::Facts &f = out.facts;
+  if (!f.have_vlan_max) {
+    f.vlan_max_rc = rpcclt_openapiDot1VlanMaxGet(&g_client_handle, &f.vlan_max);
+    f.have_vlan_max = true;
+  }
+  if (f.vlan_max_rc != OPEN_E_NONE) return f.vlan_max_rc;
+  return validate_vlan_below(f.vlan_max, vlan);
+}
+
 }  // namespace
 
 bool check_value(Outcome &out, const char *key, const Check &check, json_object *value) {
@@ -111,7 +157,7 @@ bool check_value(Outcome &out, const char *key, const Check &check, json_object 
     int64_t min = check.min;
     int64_t max = check.max;
     if (readable && check.kind == CheckKind::Text && check.limits) {
-      int rc = check.limits(min, max);
+      int rc = request_limits(out, check.limits, min, max);
       if (rc != OPEN_E_NONE) {
         out.fail("Failed to get the range of %s and error code:%d", key, rc);
         return false;
@@ -152,7 +198,7 @@ bool check_value(Outcome &out, const char *key, const Check &check, json_object 
         ok = v >= min && v <= max;
         break;
       case CheckKind::Limits: {
-        int rc = check.limits(min, max);
+        int rc = request_limits(out, check.limits, min, max);
         if (rc != OPEN_E_NONE) {
           out.fail("Failed to get the range of %s and error code:%d", key, rc);
           return false;
@@ -167,10 +213,10 @@ bool check_value(Outcome &out, const char *key, const Check &check, json_object 
         ok = v != 0;
         break;
       case CheckKind::Port:
-        ok = v >= 0 && v <= UINT32_MAX && validate_port(static_cast<uint32_t>(v), check.port_kind) == 0;
+        ok = v >= 0 && v <= UINT32_MAX && request_port_check(out, static_cast<uint32_t>(v), check.port_kind) == 0;
         break;
       case CheckKind::Vlan:
-        ok = v >= 0 && v <= UINT32_MAX && validate_vlan(static_cast<uint32_t>(v)) == 0;
+        ok = v >= 0 && v <= UINT32_MAX && request_vlan_check(out, static_cast<uint32_t>(v)) == 0;
         break;
       default:
         ok = true;

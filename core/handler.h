@@ -94,6 +94,23 @@ class Outcome {
   // A write answered with rc as set, without touching the error record.
   void finish_plain(ResponseHolder *response, const char *name);
 
+  // What the checks of one request read of the platform once, however many
+  // elements they check: the bounds of platform ranges, the port layout,
+  // the highest VLAN id (core/checks.cpp).
+  struct Facts {
+    static constexpr size_t kLimits = 8;
+    int (*limits_fn[kLimits])(int64_t &, int64_t &) = {};
+    int64_t limits_min[kLimits] = {};
+    int64_t limits_max[kLimits] = {};
+    int limits_rc[kLimits] = {};
+    size_t limits_count = 0;
+    bool have_ports[4] = {};  // by port validator kind
+    uint32_t ports[4][4] = {};
+    bool have_vlan_max = false;
+    int vlan_max_rc = 0;
+    uint32_t vlan_max = 0;
+  } facts;
+
  private:
   void answer_write(ResponseHolder *response, const char *name);
 

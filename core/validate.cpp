@@ -223,41 +223,54 @@ uint32_t intf_first_get(OPEN_INTF_TYPE_t type) {
 // The ranges are computed in unsigned arithmetic: a type the switch lacks
 // has first = all ones and count 0, so its range [first, first - 1] is empty
 // and never accepts.
-int validate_port(uint32_t port, int kind) {
+PortLayout port_layout_get(int kind) {
+  PortLayout l;
+  if (kind == PORT_KIND_PHYSICAL || kind == PORT_KIND_ANY) {
+    l.phy_first = intf_first_get(OPEN_INTF_TYPE_PHY);
+    l.phy_count = intf_count_get(OPEN_INTF_TYPE_PHY);
+  }
+  if (kind == PORT_KIND_LAG || kind == PORT_KIND_ANY) {
+    l.lag_first = intf_first_get(OPEN_INTF_TYPE_LAG);
+    l.lag_count = intf_count_get(OPEN_INTF_TYPE_LAG);
+  }
+  return l;
+}
+
+int validate_port_in(const PortLayout &l, uint32_t port, int kind) {
+  const uint32_t phy_last = l.phy_first + l.phy_count - 1;
+  const uint32_t lag_last = l.lag_first + l.lag_count - 1;
   switch (kind) {
-    case PORT_KIND_PHYSICAL: {
-      uint32_t first = intf_first_get(OPEN_INTF_TYPE_PHY);
-      uint32_t last = first + intf_count_get(OPEN_INTF_TYPE_PHY) - 1;
-      return port >= first && port <= last ? 0 : -1;
-    }
-    case PORT_KIND_LAG: {
-      uint32_t first = intf_first_get(OPEN_INTF_TYPE_LAG);
-      uint32_t last = first + intf_count_get(OPEN_INTF_TYPE_LAG) - 1;
-      return port >= first && port <= last ? 0 : -1;
-    }
-    case PORT_KIND_ANY: {
-      uint32_t phy_first = intf_first_get(OPEN_INTF_TYPE_PHY);
-      uint32_t phy_last = phy_first + intf_count_get(OPEN_INTF_TYPE_PHY) - 1;
-      uint32_t lag_first = intf_first_get(OPEN_INTF_TYPE_LAG);
-      uint32_t lag_last = lag_first + intf_count_get(OPEN_INTF_TYPE_LAG) - 1;
-      if (port < phy_first) return -1;
-      if (port > phy_last && port < lag_first) return -1;
+    case PORT_KIND_PHYSICAL:
+      return port >= l.phy_first && port <= phy_last ? 0 : -1;
+    case PORT_KIND_LAG:
+      return port >= l.lag_first && port <= lag_last ? 0 : -1;
+    case PORT_KIND_ANY:
+      if (port < l.phy_first) return -1;
+      if (port > phy_last && port < l.lag_first) return -1;
       return port <= lag_last ? 0 : -1;
-    }
     default:
       return 0;
   }
+}
+
+int validate_port(uint32_t port, int kind) {
+  if (kind != PORT_KIND_PHYSICAL && kind != PORT_KIND_LAG && kind != PORT_KIND_ANY) return 0;
+  return validate_port_in(port_layout_get(kind), port, kind);
 }
 
 int validate_vlan(uint32_t vlan_id) {
   uint32_t max_vlan = 0;
   int rc = rpcclt_openapiDot1VlanMaxGet(&g_client_handle, &max_vlan);
   if (rc != OPEN_E_NONE) return rc;
+  return validate_vlan_below(max_vlan, vlan_id);
+}
+
+int validate_vlan_below(uint32_t max_vlan, uint32_t vlan_id) {
   if (vlan_id == 0 || vlan_id > max_vlan) {
     format_last_error("Invalid vlan id(%u) allowed range(%u..%u)", vlan_id, 1u, max_vlan);
     return OPEN_E_PARAM;
   }
-  rc = openapiVlanCreatedCheck(&g_client_handle, vlan_id);
+  int rc = openapiVlanCreatedCheck(&g_client_handle, vlan_id);
   if (rc == OPEN_E_NONE) return 0;
   if (rc == OPEN_E_NOT_FOUND)
     format_last_error("Invalid VLAN ID %u", vlan_id);

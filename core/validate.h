@@ -130,6 +130,17 @@ uint32_t intf_first_get(OPEN_INTF_TYPE_t type);
 //                       the physical range and L, then accepts up to L+NL-1.
 // Any other kind accepts every port (returns 0).
 int validate_port(uint32_t port, int kind);
+// The port layout the validator reads: the first interface and the number
+// of interfaces of each type (first = 4294967295, count 0 for a type the
+// switch lacks). port_layout_get(kind) reads only the types `kind` needs.
+struct PortLayout {
+  uint32_t phy_first = 0xFFFFFFFFu, phy_count = 0;
+  uint32_t lag_first = 0xFFFFFFFFu, lag_count = 0;
+};
+PortLayout port_layout_get(int kind = PORT_KIND_ANY);
+// validate_port against a layout read before (a request checking many
+// ports reads the layout once).
+int validate_port_in(const PortLayout &layout, uint32_t port, int kind);
 // Checks that a VLAN exists. The platform's failure to give the highest id
 // is returned as it is. An id of 0 or above the highest formats "Invalid
 // vlan id(%u) allowed range(%u..%u)" into last_error_text and returns -22;
@@ -137,6 +148,8 @@ int validate_port(uint32_t port, int kind);
 // failure of the existence check formats "Failed to check VLAN ID %u" and
 // returns that result. 0 when the VLAN exists.
 int validate_vlan(uint32_t vlan_id);
+// validate_vlan with the highest id read before.
+int validate_vlan_below(uint32_t max_vlan, uint32_t vlan_id);
 // The VLAN's type (OPEN_VLAN_TYPE_t), or -1 when the platform fails (logged
 // at level 4).
 int vlan_type_get(uint32_t vlan_id);
