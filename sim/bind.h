@@ -1,7 +1,7 @@
 // Ties platform calls to settings of the store.
 //
 // Plain settings need nothing here: their rows in platform/calls/ bind
-// themselves (sim/settings.cpp). For a Get/Set pair that has a row-like
+// themselves (sim/rows.h). For a Get/Set pair that has a row-like
 // shape but is declared in a call list (a setting shared with code of the
 // family, say), one line binds it:
 //

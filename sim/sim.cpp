@@ -27,10 +27,18 @@ std::vector<PartEntry> &parts() {
   static std::vector<PartEntry> registry;
   return registry;
 }
+std::vector<PartEntry> &setting_rows() {
+  static std::vector<PartEntry> registry;
+  return registry;
+}
 }  // namespace
 
 SimPart::SimPart(uint32_t order, const char *name, PartInstaller install) {
   parts().push_back({order, name, install});
+}
+
+SettingRows::SettingRows(const char *family, PartInstaller install) {
+  setting_rows().push_back({0, family, install});
 }
 
 open_error_t fill_text(open_buffdesc *out, const std::string &text) {
@@ -55,7 +63,7 @@ Sim::Sim(SimOptions options) : options_(std::move(options)), store_(*this) {
   };
   calls_.resize(rpc::kFamilyCount);
   for (const auto &f : rpc::kFamilies) calls_[f.number].resize(f.count);
-  install_setting_rows(*this);
+  for (const auto &rows : setting_rows()) rows.install(*this);
   std::vector<PartEntry> ordered = parts();
   std::stable_sort(ordered.begin(), ordered.end(),
                    [](const PartEntry &a, const PartEntry &b) { return a.order < b.order; });

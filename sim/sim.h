@@ -72,6 +72,13 @@ class Sim : public rpc::CallSink, public IndexOracle {
 
   bool intf_exists(uint32_t ifNum, uint32_t type_mask) const override;
   bool vlan_exists(uint32_t vlanId) const override;
+  // Deletes a VLAN with everything that hangs on it (memberships, port VLAN
+  // ids naming it, protocol groups' VLAN, per-VLAN settings of every
+  // feature): OPEN_E_PARAM for VLAN 1 or an id outside 1..max,
+  // OPEN_E_NOT_FOUND for an absent VLAN, OPEN_E_INUSE for the management
+  // VLAN or one with a routing interface. The VLAN part implements it
+  // (sim/features/vlans.cpp); the platform call and the CLI share it.
+  open_error_t delete_vlan(uint32_t vlanId);
 
   // Feature families register their calls with these:
   //   sim.implement<CallId::rpcclt_openapiArpAclCreate>([&sim](openapiClientHandle_t *, const open_buffdesc *name) {...});
@@ -205,7 +212,11 @@ struct SimPart {
   static const ::veltrum::sim::SimPart sim_part_##name(order, #name, &install_part_##name); \
   static void install_part_##name(::veltrum::sim::Sim &sim)
 
-// Binds the rows of every family's plain settings (sim/settings.cpp).
-void install_setting_rows(Sim &sim);
+// The binding of one family's plain setting rows (sim/rows.h, one unit per
+// family made by the build); every family's rows are bound before any part
+// is installed, so a part may refer to any family's settings.
+struct SettingRows {
+  SettingRows(const char *family, PartInstaller install);
+};
 
 }  // namespace veltrum::sim

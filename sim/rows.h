@@ -1,14 +1,21 @@
-// Binds the plain settings of every family from their rows in
-// platform/calls/: each row defines its setting in the store (key, scope,
-// default, the platform's range or syntax) and implements its getter and
-// setter. A family's own file under sim/features/ adds what a row cannot
-// say: references to tables, effects on other settings.
-#include "platform/all_calls.h"
+// Binds the plain settings of one family from its rows in platform/calls/:
+// each row defines its setting in the store (key, scope, default, the
+// platform's range or syntax) and implements its getter and setter. The
+// build makes one unit per family of
+//
+//   #include "sim/rows.h"
+//   #include "platform/calls/17_storm_control.h"
+//   VELTRUM_SIM_ROWS(storm_control)
+//
+// so a family's rows compile with that family alone. A family's own file
+// under sim/features/ adds what a row cannot say: references to tables,
+// effects on other settings. Every family's rows are bound before any part
+// is installed.
+#pragma once
+
 #include "sim/bind.h"
 
-namespace veltrum::sim {
-
-namespace {
+namespace veltrum::sim::rows {
 
 #define VELTRUM_SIM_SCOPE_GLOBAL Scope::Global, kPhyAndLag
 #define VELTRUM_SIM_SCOPE_INTF Scope::Intf, kPhyAndLag
@@ -35,14 +42,16 @@ void bind_row(Sim &sim, Scope scope, uint32_t intf_types, SettingSpec spec) {
       sim, VELTRUM_SIM_SCOPE_##scope,                                                             \
       SettingSpec{key, Scope::Global, std::string(def), min, max, true, kPhyAndLag, 0, TextSyntax::syntax});
 
-#define VELTRUM_SIM_FAMILY_ROWS(fam)                                                              \
-  {                                                                                               \
+
+}  // namespace veltrum::sim::rows
+
+#define VELTRUM_SIM_ROWS(fam)                                                                     \
+  namespace veltrum::sim::rows {                                                                  \
+  namespace {                                                                                     \
+  void install_rows_##fam([[maybe_unused]] Sim &sim) {                                            \
     using namespace veltrum::calls::fam;                                                          \
     VELTRUM_SETTINGS_##fam(VELTRUM_SIM_ROW_INT, VELTRUM_SIM_ROW_BY, VELTRUM_SIM_ROW_TEXT)         \
+  }                                                                                               \
+  const SettingRows rows_##fam(#fam, &install_rows_##fam);                                        \
+  }                                                                                               \
   }
-
-}  // namespace
-
-void install_setting_rows(Sim &sim) { VELTRUM_FOR_EACH_FAMILY(VELTRUM_SIM_FAMILY_ROWS) }
-
-}  // namespace veltrum::sim
