@@ -744,17 +744,18 @@ struct Limits<Fn, Min, open_error_t (*)(openapiClientHandle_t *, A *)> {
 template <Name K>
 inline constexpr GetBinding from_query{call_detail::query_value<K>, Binding{nullptr, call_detail::kQuerySource<K>, 1}};
 
-// Makes a set what `wanted` lists: `add(n)` for each number missing from
-// `current`, then `remove(n)` for each number of `current` not wanted; the
-// first failing call ends it with its result.
+// Makes a set what `wanted` lists: `remove(n)` for each number of `current`
+// not wanted, then `add(n)` once for each wanted number missing (removing
+// first lets a full set of a bounded table be exchanged); the first failing
+// call ends it with its result.
 template <typename Add, typename Remove>
 int replace_set(const std::vector<uint32_t> &current, const std::vector<uint32_t> &wanted, Add add, Remove remove) {
-  for (uint32_t n : wanted)
-    if (std::find(current.begin(), current.end(), n) == current.end())
-      if (int rc = add(n)) return rc;
   for (uint32_t n : current)
     if (std::find(wanted.begin(), wanted.end(), n) == wanted.end())
       if (int rc = remove(n)) return rc;
+  for (auto n = wanted.begin(); n != wanted.end(); ++n)
+    if (std::find(current.begin(), current.end(), *n) == current.end() && std::find(wanted.begin(), n, *n) == n)
+      if (int rc = add(*n)) return rc;
   return OPEN_E_NONE;
 }
 
@@ -772,9 +773,9 @@ bool port_list_check_of(Outcome &out, const char *key, json_object *value) {
 }
 
 // A setter that makes a set of ports what the value lists: it reads the
-// current set with ListGet(client, keys..., list), adds each missing port
-// with Add(client, keys..., ifNum) and removes each other port with
-// Remove(client, keys..., ifNum); the first failing call ends it.
+// current set with ListGet(client, keys..., list), removes each port not
+// listed with Remove(client, keys..., ifNum) and adds each missing one with
+// Add(client, keys..., ifNum) (replace_set); the first failing call ends it.
 namespace call_detail {
 template <auto ListGet, auto Add, auto Remove, typename... KeySrc>
 int replace_port_set(const Element &e, json_object *value) {

@@ -137,20 +137,20 @@
   ROW(mst_status_get,                PENDING,                      NONE,                         NONE,                         1) \
   ROW(rstp_intf_get,                 PENDING,                      NONE,                         NONE,                         1) \
   ROW(mst_port_cfg,                  PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(macbased_vlan_cfg,             PENDING,                      PENDING,                      PENDING,                      0) \
+  ROW(macbased_vlan_cfg,             macbased_vlan_cfg_get,        macbased_vlan_cfg_post,       macbased_vlan_cfg_delete,     0) \
   ROW(avoip_status,                  PENDING,                      NONE,                         NONE,                         1) \
   ROW(avoip_global_cfg,              PENDING,                      PENDING,                      NONE,                         1) \
   ROW(avoip_protocol_cfg,            PENDING,                      PENDING,                      NONE,                         1) \
   ROW(avlan_oui_port_cfg,            PENDING,                      PENDING,                      NONE,                         1) \
   ROW(avlan_oui_cfg,                 PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(vlan_advanced_cfg,             PENDING,                      PENDING,                      NONE,                         1) \
+  ROW(vlan_advanced_cfg,             vlan_advanced_cfg_get,        vlan_advanced_cfg_post,       NONE,                         1) \
   ROW(telephony_oui_cfg,             PENDING,                      PENDING,                      PENDING,                      1) \
-  ROW(protected_mbrship,             PENDING,                      PENDING,                      NONE,                         1) \
-  ROW(swcfg_vlan,                    PENDING,                      PENDING,                      PENDING,                      0) \
-  ROW(swcfg_vlan_reset,              NONE,                         PENDING,                      NONE,                         0) \
-  ROW(swcfg_vlan_membership,         PENDING,                      PENDING,                      NONE,                         0) \
-  ROW(protocol_vlangroup_cfg,        PENDING,                      PENDING,                      PENDING,                      1) \
-  ROW(swcfg_pbvlan_membership,       PENDING,                      PENDING,                      NONE,                         1) \
+  ROW(protected_mbrship,             protected_mbrship_get,        protected_mbrship_post,       NONE,                         1) \
+  ROW(swcfg_vlan,                    swcfg_vlan_get,               swcfg_vlan_post,              swcfg_vlan_delete,            0) \
+  ROW(swcfg_vlan_reset,              NONE,                         swcfg_vlan_reset_post,        NONE,                         0) \
+  ROW(swcfg_vlan_membership,         swcfg_vlan_membership_get,    swcfg_vlan_membership_post,   NONE,                         0) \
+  ROW(protocol_vlangroup_cfg,        protocol_vlangroup_cfg_get,   protocol_vlangroup_cfg_post,  protocol_vlangroup_cfg_delete, 1) \
+  ROW(swcfg_pbvlan_membership,       swcfg_pbvlan_membership_get,  swcfg_pbvlan_membership_post, NONE,                         1) \
   ROW(swcfg_lag_membership,          PENDING,                      PENDING,                      NONE,                         1) \
   ROW(swcfg_pvlan_portmode,          PENDING,                      PENDING,                      NONE,                         1) \
   ROW(lldp_medport_cfg,              PENDING,                      PENDING,                      NONE,                         0) \

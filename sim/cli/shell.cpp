@@ -440,14 +440,19 @@ std::string Shell::vlan_db(Args &a) {
   if (a.is(0, "no") && a.is(1, "vlan")) {
     auto id = a.number(2, 1, max_vlan);
     a.end(3);
-    if (id == 1) refuse("The default VLAN cannot be deleted.");
-    if (!vlans.find({int64_t{id}})) refuse("VLAN %ld does not exist.", id);
-    if (store.integer("network.mgmt_vlan") == id) refuse("VLAN %ld is the management VLAN and cannot be deleted.", id);
-    if (store.table("vlan_routing").find({int64_t{id}})) refuse("VLAN %ld has a routing interface.", id);
-    vlans.erase({int64_t{id}});
-    store.table("vlan_members").erase_prefix({int64_t{id}});
-    store.forget_index(Scope::Vlan, static_cast<uint32_t>(id));
-    return "";
+    switch (sim_.delete_vlan(static_cast<uint32_t>(id))) {
+      case OPEN_E_NONE:
+        return "";
+      case OPEN_E_PARAM:
+        refuse("The default VLAN cannot be deleted.");
+      case OPEN_E_NOT_FOUND:
+        refuse("VLAN %ld does not exist.", id);
+      case OPEN_E_INUSE:
+        if (store.integer("network.mgmt_vlan") == id) refuse("VLAN %ld is the management VLAN and cannot be deleted.", id);
+        refuse("VLAN %ld has a routing interface.", id);
+      default:
+        refuse("VLAN %ld could not be deleted.", id);
+    }
   }
   a.invalid(0);
 }

@@ -33,13 +33,17 @@ using veltrum::test::json_at;
 using veltrum::test::json_int_at;
 using veltrum::test::json_string_at;
 
-// Each registration by a test name: the resource's name, with "_writes"
-// for a second declaration of the same resource (its POST and DELETE).
+// Each registration by a test name: the resource's name, and for a
+// resource of several declarations (a read and writes of different
+// shapes) the methods each answers for.
 std::vector<std::string> declared_names() {
   std::vector<std::string> names;
   for (const Served &s : served()) {
     std::string name = s.name;
-    if (std::find(names.begin(), names.end(), name) != names.end()) name += "_writes";
+    if (s.methods != kServeAll) {
+      for (auto [bit, method] : {std::pair{kServeGet, "_get"}, {kServePost, "_post"}, {kServeDelete, "_delete"}})
+        if (s.methods & bit) name += method;
+    }
     names.push_back(name);
   }
   return names;
