@@ -17,7 +17,16 @@ using namespace detail;
 
 namespace {
 bool indexed_by_first_field(const Resource &r) {
-  return r.walk.kind == WalkKind::Ports || r.walk.kind == WalkKind::PhysicalPorts || r.walk.kind == WalkKind::Vlans;
+  switch (r.walk.kind) {
+    case WalkKind::Ports:
+    case WalkKind::PhysicalPorts:
+    case WalkKind::Lags:
+    case WalkKind::Vlans:
+    case WalkKind::Numbers:
+      return true;
+    default:
+      return false;
+  }
 }
 
 }  // namespace

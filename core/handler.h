@@ -428,6 +428,8 @@ enum class WalkKind : uint8_t {
   Ports,          // one element per port: physical ports, then LAGs
   PhysicalPorts,  // physical ports only
   Vlans,          // every VLAN
+  Lags,           // LAGs only
+  Numbers,        // the numbers first..last, or 1..the count `count` gives
   List,           // entries of a platform list, through `next`
   Single,         // the one element that the query variables name
 };
@@ -448,6 +450,10 @@ struct Walk {
   // id found by its name, a client's logical port), by name.
   std::span<const char *const> parts = {};
   std::span<const char *const> text_parts = {};
+  // Numbers: the constant range, or the platform's count (its maximum).
+  uint32_t first = 0;
+  uint32_t last = 0;
+  int (*count)(int64_t &min, int64_t &max) = nullptr;
 
   constexpr Walk adding(std::span<const char *const> numbers, std::span<const char *const> texts = {}) const {
     Walk w = *this;
@@ -465,6 +471,23 @@ constexpr Walk physical_ports(const char *first_error = "Failed to get the First
   return {WalkKind::PhysicalPorts, nullptr, first_error};
 }
 constexpr Walk vlans() { return {WalkKind::Vlans}; }
+constexpr Walk lags(const char *first_error = "Failed to get the First Interface and error code:%d") {
+  return {WalkKind::Lags, nullptr, first_error};
+}
+// One element per number of a constant range (queues 0..7, protected port
+// groups 0..2), or of 1..the maximum a platform count gives
+// (numbers(platform_limits<&rpcclt_openapiSwPortMonitorSessionCount, 1>)).
+constexpr Walk numbers(uint32_t first, uint32_t last) {
+  Walk w{WalkKind::Numbers};
+  w.first = first;
+  w.last = last;
+  return w;
+}
+constexpr Walk numbers(int (*count)(int64_t &min, int64_t &max), const char *first_error = nullptr) {
+  Walk w{WalkKind::Numbers, nullptr, first_error};
+  w.count = count;
+  return w;
+}
 // A list walked by `next` (see core/platform_call.h for cursors made
 // from first/next calls); `first_error` is logged when it fails.
 constexpr Walk list(Cursor next, const char *first_error = nullptr) { return {WalkKind::List, next, first_error}; }
@@ -511,7 +534,8 @@ enum class MissingMember : uint8_t {
   Fail,  // the element counts as one failure
 };
 
-// A resource's declaration. For Ports, PhysicalPorts and Vlans walks the
+// A resource's declaration. For Ports, PhysicalPorts, Lags, Vlans and
+// Numbers walks the
 // element's index is fields[0] ("port", "vlan"), checked by its check and
 // without getter or setter; List walks index their elements by the fields
 // marked kIndex, Single walks by their query variables.

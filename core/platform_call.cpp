@@ -55,6 +55,28 @@ json_object *number_list_json(const uint32_t *numbers, size_t count) {
   return json_object_new_string(text.c_str());
 }
 
+bool mask_prefix(const std::string &text, uint32_t &prefix_len) {
+  uint32_t mask = 0;
+  if (!parse_ipv4(text.c_str(), mask)) return false;
+  uint32_t ones = 0;
+  while (ones < 32 && (mask & (0x80000000u >> ones))) ++ones;
+  if (ones < 32 && (mask << ones) != 0) return false;  // ones must be contiguous
+  prefix_len = ones;
+  return true;
+}
+
+json_object *mask_json(uint32_t prefix_len) {
+  return ipv4_json(prefix_len == 0 ? 0 : prefix_len_to_mask(prefix_len > 32 ? 32 : prefix_len));
+}
+
+void duration_into(const Context &c, const char *prefix, uint64_t seconds) {
+  const std::pair<const char *, uint64_t> parts[] = {{"Day", seconds / 86400},
+                                                     {"Hour", seconds / 3600 % 24},
+                                                     {"Min", seconds / 60 % 60},
+                                                     {"Sec", seconds % 60}};
+  for (const auto &[unit, n] : parts) into(c, (std::string(prefix) + unit).c_str(), json_object_new_int64(static_cast<int64_t>(n)));
+}
+
 json_object *ipv4_json(uint32_t host_order) {
   char text[INET_ADDRSTRLEN] = {};
   in_addr a{htonl(host_order)};

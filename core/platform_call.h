@@ -87,6 +87,14 @@ struct LitText {};
 struct Skip {};
 template <typename S>
 struct Ipv4 {};
+// A prefix length (0..32) as a dotted network mask text: "255.255.255.0"
+// is 24, in and out.
+template <typename S>
+struct Mask {};
+// Seconds as four members: K"Day", K"Hour", K"Min", K"Sec" of the object
+// the getter answers (a kMerge key): Duration<"lastReset">.
+template <Name K>
+struct Duration {};
 template <int I = 0>
 struct NextNum {};
 template <int I = 0, size_t N = 255>
@@ -401,6 +409,49 @@ struct Arg<Ipv4<S>, P> {
   static json_object *source_of(const Context &c, Q<K>) { return source_value(c, K.text, true); }
 };
 
+// Mask texts and prefix lengths (false for a text that is no contiguous
+// mask); seconds split into days, hours, minutes and seconds.
+bool mask_prefix(const std::string &text, uint32_t &prefix_len);
+json_object *mask_json(uint32_t prefix_len);
+void duration_into(const Context &c, const char *prefix, uint64_t seconds);
+
+template <typename S, typename P>
+struct Arg<Mask<S>, P> {
+  static_assert(kIsInteger<std::remove_pointer_t<P>>, "a prefix length is a number");
+  std::remove_pointer_t<P> held{};
+  bool load(const Context &c) {
+    if constexpr (std::is_pointer_v<P>) {
+      return true;
+    } else {
+      json_object *v = nullptr;
+      if constexpr (std::is_same_v<S, Val>) v = c.in;
+      else v = Arg<Ipv4<S>, uint32_t>::source_of(c, S{});
+      std::string t;
+      uint32_t prefix = 0;
+      return read_text(v, t) && mask_prefix(t, prefix) && to_integer(prefix, held);
+    }
+  }
+  P arg() {
+    if constexpr (std::is_pointer_v<P>)
+      return &held;
+    else
+      return held;
+  }
+  void store(const Context &c) {
+    if constexpr (std::is_pointer_v<P>)
+      if (c.out) *c.out = mask_json(static_cast<uint32_t>(held));
+  }
+};
+
+template <Name K, typename P>
+struct Arg<Duration<K>, P> {
+  static_assert(std::is_pointer_v<P> && kIsInteger<std::remove_pointer_t<P>>, "a duration is a number of seconds out");
+  std::remove_pointer_t<P> held{};
+  bool load(const Context &) { return true; }
+  P arg() { return &held; }
+  void store(const Context &c) { duration_into(c, K.text, static_cast<uint64_t>(held)); }
+};
+
 // A record member read as a number.
 json_object *member_json(const void *record, const Member &m);
 
@@ -594,6 +645,10 @@ struct Describe<Key<K>> {
 template <Name K>
 struct Describe<Q<K>> {
   static constexpr SourceRef ref{SourceKind::Query, K.text};
+};
+template <typename S>
+struct Describe<Mask<S>> {
+  static constexpr SourceRef ref = std::is_same_v<S, Val> ? SourceRef{SourceKind::Value} : Describe<S>::ref;
 };
 template <typename S>
 struct Describe<Ipv4<S>> {

@@ -164,10 +164,12 @@ bool walk_list(Outcome &out, const Resource &r, Element &base, json_object *arra
   const uint8_t base_texts = base.index.texts;
   switch (r.walk.kind) {
     case WalkKind::Ports:
-    case WalkKind::PhysicalPorts: {
+    case WalkKind::PhysicalPorts:
+    case WalkKind::Lags: {
       bool ok = true;
       for (OPEN_INTF_TYPE_t type : {OPEN_INTF_TYPE_PHY, OPEN_INTF_TYPE_LAG}) {
         if (type == OPEN_INTF_TYPE_LAG && r.walk.kind == WalkKind::PhysicalPorts) break;
+        if (type == OPEN_INTF_TYPE_PHY && r.walk.kind == WalkKind::Lags) continue;
         int first = for_each_interface(type, [&](uint32_t ifNum) {
           Element e = base;
           e.index.num[base_nums] = ifNum;
@@ -182,6 +184,24 @@ bool walk_list(Outcome &out, const Resource &r, Element &base, json_object *arra
       }
       if (!ok) out.rc = -1;
       return ok;
+    }
+    case WalkKind::Numbers: {
+      int64_t first = r.walk.first, last = r.walk.last;
+      if (r.walk.count) {
+        int rc = r.walk.count(first, last);
+        if (rc != OPEN_E_NONE) {
+          if (r.walk.first_error) log_table_message(r.walk.first_error, rc);
+          out.rc = -1;
+          return false;
+        }
+      }
+      for (int64_t n = first; n <= last; ++n) {
+        Element e = base;
+        e.index.num[base_nums] = static_cast<uint32_t>(n);
+        e.index.nums = base_nums + 1;
+        if (!list_element(out, r, e, base_nums, base_texts, array)) return false;
+      }
+      return true;
     }
     case WalkKind::Vlans: {
       uint32_t vlan = 0;

@@ -1,0 +1,118 @@
+// The walks and value conversions that declarations share, in-process
+// against a simulated switch: LAG walks, walks over numbers (a constant
+// range or a platform count), masks as prefix lengths, durations as four
+// members, number lists in the list notation and the set replacement.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "core/platform_call.h"
+#include "platform/calls/02_vlans.h"
+#include "platform/calls/17_storm_control.h"
+#include "support/json_ptr.h"
+#include "tests/core/validate_test_util.h"
+
+namespace {
+
+using namespace veltrum::handler;
+using namespace veltrum::calls::storm_control;
+
+class Vocabulary : public SimulatedSwitchTest {
+ protected:
+  // The data a GET of `r` answers, as text ("" when it failed).
+  std::string read(const Resource &r) {
+    ResponseHolder holder{};
+    resource_get(r, nullptr, &holder);
+    JsonPtr doc(json_tokener_parse(holder.body));
+    std::free(holder.body);
+    json_object *data = nullptr;
+    if (!json_object_object_get_ex(doc.get(), r.name, &data)) return "";
+    return json_text(data);
+  }
+  int write(const Resource &r, const std::string &body) {
+    ResponseHolder holder{};
+    JsonPtr request(json_tokener_parse(body.c_str()));
+    resource_post(r, nullptr, request.get(), &holder);
+    JsonPtr doc(json_tokener_parse(holder.body));
+    std::free(holder.body);
+    json_object *resp = nullptr, *code = nullptr;
+    json_object_object_get_ex(doc.get(), "resp", &resp);
+    json_object_object_get_ex(resp, "respCode", &code);
+    return json_object_get_int(code);
+  }
+};
+
+int one_to_three(int64_t &min, int64_t &max) {
+  min = 1;
+  max = 3;
+  return OPEN_E_NONE;
+}
+int unreadable(int64_t &, int64_t &) { return OPEN_E_FAIL; }
+
+TEST_F(Vocabulary, WalksOverLagsAndOverNumbers) {
+  static const Field kLagFields[] = {{.key = "lag", .check = port_check(2, "Port validation failed")},
+                                     {.key = "pvid", .get = platform_get<&openapiVlanIfPvidGet>}};
+  const Resource lags_only{.name = "x", .walk = lags(), .fields = kLagFields};
+  EXPECT_EQ(read(lags_only), R"([{"lag":33,"pvid":1},{"lag":34,"pvid":1},{"lag":35,"pvid":1},{"lag":36,"pvid":1},)"
+                             R"({"lag":37,"pvid":1},{"lag":38,"pvid":1},{"lag":39,"pvid":1},{"lag":40,"pvid":1}])");
+
+  // Protected port groups 0..2, each with its ports.
+  ASSERT_EQ(rpcclt_openapiProtectedPortGroupIntfAdd(&g_client_handle, 1, 5), OPEN_E_NONE);
+  static const Field kGroupFields[] = {
+      {.key = "group", .check = any_number()},
+      {.key = "ports", .get = get<&rpcclt_openapiProtectedPortGroupIntfListGet, Idx<0>, NumList<>>}};
+  EXPECT_EQ(read(Resource{.name = "x", .walk = numbers(0, 2), .fields = kGroupFields}),
+            R"([{"group":0,"ports":""},{"group":1,"ports":"5"},{"group":2,"ports":""}])");
+
+  // 1..the platform's count; a count that cannot be read fails the walk.
+  static const Field kIndexOnly[] = {{.key = "n", .check = any_number()}};
+  EXPECT_EQ(read(Resource{.name = "x", .walk = numbers(one_to_three), .fields = kIndexOnly}),
+            R"([{"n":1},{"n":2},{"n":3}])");
+  EXPECT_EQ(read(Resource{.name = "x", .walk = numbers(unreadable), .fields = kIndexOnly}), "[]");
+}
+
+TEST_F(Vocabulary, MasksAreHandedAsPrefixLengthsAndSecondsAsFourMembers) {
+  static const Field kFields[] = {
+      {.key = "mask",
+       .check = mask_check("Mask", "Invalid mask"),
+       .get = get<&rpcclt_openapiStormControlThresholdGet, Lit<0>, Mask<Val>>,
+       .set = set<&rpcclt_openapiStormControlThresholdSet, Lit<0>, Mask<Val>>},
+      {.key = "since", .get = get<&rpcclt_openapiStormControlThresholdGet, Lit<1>, Duration<"since">>, .flags = kGet | kMerge},
+  };
+  const Resource r{.name = "x", .walk = scalar(), .fields = kFields};
+  ASSERT_EQ(write(r, R"({"x":{"mask":"255.255.255.0"}})"), 0);
+  uint32_t threshold = 0;
+  ASSERT_EQ(rpcclt_openapiStormControlThresholdGet(&g_client_handle, OPEN_STORM_BCAST, &threshold), OPEN_E_NONE);
+  EXPECT_EQ(threshold, 24u);
+  // 100 seconds are 0 days, 0 hours, 1 minute and 40 seconds.
+  ASSERT_EQ(rpcclt_openapiStormControlThresholdSet(&g_client_handle, OPEN_STORM_MCAST, 100), OPEN_E_NONE);
+  EXPECT_EQ(read(r), R"({"mask":"255.255.255.0","sinceDay":0,"sinceHour":0,"sinceMin":1,"sinceSec":40})");
+  // A mask whose ones are not contiguous is no prefix: the call is not made.
+  sim_.reset_counts();
+  EXPECT_EQ(write(r, R"({"x":{"mask":"255.0.255.0"}})"), -1);
+  EXPECT_EQ(sim_.count("rpcclt_openapiStormControlThresholdSet"), 0u);
+}
+
+TEST_F(Vocabulary, SetsAreReplacedRemovingFirst) {
+  std::vector<std::string> done;
+  auto add = [&](uint32_t n) {
+    done.push_back("+" + std::to_string(n));
+    return OPEN_E_NONE;
+  };
+  auto remove = [&](uint32_t n) {
+    done.push_back("-" + std::to_string(n));
+    return n == 9 ? OPEN_E_FAIL : OPEN_E_NONE;
+  };
+  EXPECT_EQ(replace_set({1, 2, 3}, {3, 4, 4, 5}, add, remove), OPEN_E_NONE);
+  EXPECT_EQ(done, (std::vector<std::string>{"-1", "-2", "+4", "+5"}));
+  done.clear();
+  EXPECT_EQ(replace_set({9, 1}, {2}, add, remove), OPEN_E_FAIL);  // the first failure ends it
+  EXPECT_EQ(done, (std::vector<std::string>{"-9"}));
+
+  const uint32_t numbers[] = {1, 2, 3, 5, 7, 8};
+  JsonPtr text(call_detail::number_list_json(numbers, 6));
+  EXPECT_STREQ(json_object_get_string(text.get()), "1-3,5,7-8");
+}
+
+}  // namespace
