@@ -6,6 +6,7 @@
 // family, say), one line binds it:
 //
 //   bind_setting<CallId::rpcclt_openapiXGet, CallId::rpcclt_openapiXSet>(sim, "x.key");
+//   bind_setting<CallId::rpcclt_openapiXGet, CallId::rpcclt_openapiXSet>(sim, x);  // a SettingRef
 //
 // The shape of the call decides what it does: (client, [index,] [selector,]
 // T *) reads, (client, [index,] [selector,] T) writes; T is an integer or
@@ -80,9 +81,9 @@ open_error_t split_last(F &&fn, Tuple &&args, std::index_sequence<I...>) {
 }
 
 template <typename... A>
-void check_binding(const Store &store, const char *call, const std::string &key) {
-  if (!store.has_setting(key)) throw std::logic_error(std::string(call) + " is bound to an unknown setting " + key);
-  const SettingSpec &spec = store.spec(key);
+void check_binding(const char *call, SettingRef setting) {
+  const SettingSpec &spec = setting.spec();
+  const std::string &key = spec.key;
   size_t lead = (spec.scope != Scope::Global ? 1 : 0) + (spec.selectors ? 1 : 0);
   if (sizeof...(A) != lead + 1)
     throw std::logic_error(std::string(call) + " does not match the scope of setting " + key);
@@ -95,30 +96,30 @@ template <typename Sig>
 struct Binder;
 template <typename... A>
 struct Binder<open_error_t(openapiClientHandle_t *, A...)> {
-  static rpc::CallHandler getter(Sim &sim, const char *call, std::string key) {
-    check_binding<A...>(sim.store(), call, key);
+  static rpc::CallHandler getter(const char *call, SettingRef setting) {
+    check_binding<A...>(call, setting);
     return rpc::make_handler<open_error_t(openapiClientHandle_t *, A...)>(
-        [&sim, key](openapiClientHandle_t *, A... args) -> open_error_t {
+        [setting](openapiClientHandle_t *, A... args) -> open_error_t {
           return split_last(
               [&](auto *out, auto... lead) -> open_error_t {
-                Where w = where_of(sim.store().spec(key), lead...);
+                Where w = where_of(setting.spec(), lead...);
                 Value v;
-                if (open_error_t rc = sim.store().get(key, w.index, w.selector, v)) return rc;
+                if (open_error_t rc = setting.get(w.index, w.selector, v)) return rc;
                 return read_into(v, out);
               },
               std::forward_as_tuple(args...), std::make_index_sequence<sizeof...(A) - 1>{});
         });
   }
-  static rpc::CallHandler setter(Sim &sim, const char *call, std::string key) {
-    check_binding<A...>(sim.store(), call, key);
+  static rpc::CallHandler setter(const char *call, SettingRef setting) {
+    check_binding<A...>(call, setting);
     return rpc::make_handler<open_error_t(openapiClientHandle_t *, A...)>(
-        [&sim, key](openapiClientHandle_t *, A... args) -> open_error_t {
+        [setting](openapiClientHandle_t *, A... args) -> open_error_t {
           return split_last(
               [&](auto in, auto... lead) -> open_error_t {
                 if constexpr (std::is_pointer_v<decltype(in)>)
                   if (!in) return OPEN_E_PARAM;
-                Where w = where_of(sim.store().spec(key), lead...);
-                return sim.store().set(key, w.index, w.selector, value_of(in));
+                Where w = where_of(setting.spec(), lead...);
+                return setting.set(w.index, w.selector, value_of(in));
               },
               std::forward_as_tuple(args...), std::make_index_sequence<sizeof...(A) - 1>{});
         });
@@ -127,10 +128,19 @@ struct Binder<open_error_t(openapiClientHandle_t *, A...)> {
 
 }  // namespace detail
 
+// The handle is resolved once, here: the calls never look the key up.
+template <auto Get, auto Set>
+void bind_setting(Sim &sim, SettingRef setting) {
+  sim.implement_wire(rpc::wire_id_of<Get>(), detail::Binder<rpc::CallSig<Get>>::getter("getter", setting));
+  sim.implement_wire(rpc::wire_id_of<Set>(), detail::Binder<rpc::CallSig<Set>>::setter("setter", setting));
+}
+
+// By key: an unknown key stops the service at start (std::logic_error).
 template <auto Get, auto Set>
 void bind_setting(Sim &sim, const char *key) {
-  sim.implement_wire(rpc::wire_id_of<Get>(), detail::Binder<rpc::CallSig<Get>>::getter(sim, "getter", key));
-  sim.implement_wire(rpc::wire_id_of<Set>(), detail::Binder<rpc::CallSig<Set>>::setter(sim, "setter", key));
+  if (!sim.store().has_setting(key))
+    throw std::logic_error(std::string("a call pair is bound to an unknown setting ") + key);
+  bind_setting<Get, Set>(sim, sim.store().setting(key));
 }
 
 }  // namespace veltrum::sim

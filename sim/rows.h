@@ -26,8 +26,7 @@ template <auto Get, auto Set>
 void bind_row(Sim &sim, Scope scope, uint32_t intf_types, SettingSpec spec) {
   spec.scope = scope;
   spec.intf_types = intf_types;
-  sim.store().define(spec);
-  bind_setting<Get, Set>(sim, spec.key.c_str());
+  bind_setting<Get, Set>(sim, sim.store().define(spec));
 }
 
 #define VELTRUM_SIM_ROW_INT(get, set, scope, T, key, def, min, max)                               \

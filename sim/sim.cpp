@@ -99,7 +99,10 @@ bool Sim::intf_exists(uint32_t ifNum, uint32_t type_mask) const {
   return i && (type_mask & intf_bit(i->type));
 }
 
-bool Sim::vlan_exists(uint32_t vlanId) const { return store_.table("vlans").find({int64_t{vlanId}}) != nullptr; }
+bool Sim::vlan_exists(uint32_t vlanId) const {
+  if (!vlans_) vlans_ = &store_.table("vlans");
+  return vlans_->find({int64_t{vlanId}}) != nullptr;
+}
 
 Sim::CallEntry *Sim::entry(uint32_t wire_id) {
   uint32_t family = 0, position = 0;

@@ -78,7 +78,8 @@ class Sim : public rpc::CallSink, public IndexOracle {
   // OPEN_E_NOT_FOUND for an absent VLAN, OPEN_E_INUSE for the management
   // VLAN or one with a routing interface. The VLAN part implements it
   // (sim/features/vlans.cpp); the platform call and the CLI share it.
-  open_error_t delete_vlan(uint32_t vlanId);
+  open_error_t delete_vlan(uint32_t vlanId) { return vlan_deleter_ ? vlan_deleter_(vlanId) : OPEN_E_INTERNAL; }
+  void on_delete_vlan(std::function<open_error_t(uint32_t)> deleter) { vlan_deleter_ = std::move(deleter); }
 
   // Feature families register their calls with these:
   //   sim.implement<CallId::rpcclt_openapiArpAclCreate>([&sim](openapiClientHandle_t *, const open_buffdesc *name) {...});
@@ -178,6 +179,8 @@ class Sim : public rpc::CallSink, public IndexOracle {
   std::vector<Interface> interfaces_;
   std::vector<FirmwareImage> images_;
   Store store_;
+  std::function<open_error_t(uint32_t)> vlan_deleter_;  // the VLAN part's (sim/features/vlans.cpp)
+  mutable const Table *vlans_ = nullptr;                // found on the first vlan_exists
   std::vector<std::function<void(Sim &)>> seeds_;
   std::vector<std::function<void(Sim &)>> boots_;
   std::vector<std::function<void(Sim &, const std::string &)>> state_hooks_;

@@ -110,16 +110,22 @@ bool text_matches(TextSyntax syntax, const std::string &text) {
   return false;
 }
 
-void Store::define(const SettingSpec &spec) {
+SettingRef Store::define(const SettingSpec &spec) {
   if (settings_.count(spec.key)) throw std::logic_error("setting defined twice: " + spec.key);
   if (spec.initial.index() == 0 && (std::get<int64_t>(spec.initial) < spec.min || std::get<int64_t>(spec.initial) > spec.max))
     throw std::logic_error("default of " + spec.key + " lies outside its range");
-  settings_.emplace(spec.key, Setting{spec, {}, {}});
+  return SettingRef(*this, settings_.emplace(spec.key, Setting{spec, {}, nullptr}).first->second);
 }
 
-void Store::define_table(const TableSpec &spec) {
+Table &Store::define_table(const TableSpec &spec) {
   if (tables_.count(spec.name)) throw std::logic_error(std::string("table defined twice: ") + spec.name);
-  tables_.emplace(spec.name, Table(spec));
+  return tables_.emplace(spec.name, Table(spec)).first->second;
+}
+
+SettingRef Store::setting(const std::string &key) {
+  auto it = settings_.find(key);
+  if (it == settings_.end()) throw std::logic_error("unknown setting: " + key);
+  return SettingRef(*this, it->second);
 }
 
 void Store::refer(const std::string &key, const std::string &table) {
@@ -127,22 +133,34 @@ void Store::refer(const std::string &key, const std::string &table) {
   if (it == settings_.end() || it->second.spec.initial.index() != 1)
     throw std::logic_error("a reference needs a text setting: " + key);
   if (!tables_.count(table)) throw std::logic_error("a reference to an unknown table: " + table);
-  it->second.refers_to = table;
+  refer(SettingRef(*this, it->second), this->table(table));
+}
+
+void Store::refer(SettingRef setting, Table &table) {
+  if (setting.slot_->spec.initial.index() != 1)
+    throw std::logic_error("a reference needs a text setting: " + setting.key());
+  setting.slot_->refers_to = &table;
 }
 
 bool Store::referenced(const std::string &table, const Key &key) const {
+  return referenced(this->table(table), key);
+}
+
+bool Store::referenced(const Table &table, const Key &key) const {
   if (key.size() != 1 || key[0].index() != 1) return false;
   for (const auto &[name, s] : settings_) {
-    if (s.refers_to != table) continue;
+    if (s.refers_to != &table) continue;
     for (const auto &[slot_, v] : s.values)
       if (v == key[0]) return true;
   }
   return false;
 }
 
-open_error_t Store::remove_row(const std::string &table, const Key &key) {
+open_error_t Store::remove_row(const std::string &table, const Key &key) { return remove_row(this->table(table), key); }
+
+open_error_t Store::remove_row(Table &table, const Key &key) {
   if (referenced(table, key)) return OPEN_E_INUSE;
-  return this->table(table).erase(key);
+  return table.erase(key);
 }
 
 const Store::Setting *Store::find(const std::string &key) const {
@@ -164,12 +182,13 @@ open_error_t Store::check(const Setting &s, const Value &v) const {
   auto n = static_cast<int64_t>(text.size());
   if (n < spec.min || n > spec.max) return OPEN_E_PARAM;
   if (!text.empty() && !text_matches(spec.syntax, text)) return OPEN_E_PARAM;
-  if (!text.empty() && !s.refers_to.empty() && !table(s.refers_to).find({text})) return OPEN_E_NOT_FOUND;
+  if (!text.empty() && s.refers_to && !s.refers_to->find({text})) return OPEN_E_NOT_FOUND;
   return OPEN_E_NONE;
 }
 
-open_error_t Store::check_index(const std::string &key, uint32_t index) const {
-  const SettingSpec &s = spec(key);
+open_error_t Store::check_index(const std::string &key, uint32_t index) const { return check_index(spec(key), index); }
+
+open_error_t Store::check_index(const SettingSpec &s, uint32_t index) const {
   switch (s.scope) {
     case Scope::Global:
       return index == 0 ? OPEN_E_NONE : OPEN_E_PARAM;
@@ -184,18 +203,25 @@ open_error_t Store::check_index(const std::string &key, uint32_t index) const {
 open_error_t Store::get(const std::string &key, uint32_t index, uint32_t selector, Value &out) const {
   const Setting *s = find(key);
   if (!s) return OPEN_E_INTERNAL;
-  if (open_error_t rc = check_index(key, index)) return rc;
-  if (selector >= std::max<uint32_t>(s->spec.selectors, 1)) return OPEN_E_PARAM;
-  auto it = s->values.find(slot(index, selector));
-  out = it == s->values.end() ? s->spec.initial : it->second;
+  return get(*s, index, selector, out);
+}
+
+open_error_t Store::get(const Setting &s, uint32_t index, uint32_t selector, Value &out) const {
+  if (open_error_t rc = check_index(s.spec, index)) return rc;
+  if (selector >= std::max<uint32_t>(s.spec.selectors, 1)) return OPEN_E_PARAM;
+  auto it = s.values.find(slot(index, selector));
+  out = it == s.values.end() ? s.spec.initial : it->second;
   return OPEN_E_NONE;
 }
 
 open_error_t Store::set(const std::string &key, uint32_t index, uint32_t selector, const Value &v) {
   auto it = settings_.find(key);
   if (it == settings_.end()) return OPEN_E_INTERNAL;
-  Setting &s = it->second;
-  if (open_error_t rc = check_index(key, index)) return rc;
+  return set(it->second, index, selector, v);
+}
+
+open_error_t Store::set(Setting &s, uint32_t index, uint32_t selector, const Value &v) {
+  if (open_error_t rc = check_index(s.spec, index)) return rc;
   if (selector >= std::max<uint32_t>(s.spec.selectors, 1)) return OPEN_E_PARAM;
   if (open_error_t rc = check(s, v)) return rc;
   if (v == s.spec.initial)
@@ -223,6 +249,34 @@ std::string Store::text(const std::string &key, uint32_t index) const {
   return t ? *t : std::string();
 }
 
+// ---- handles ----
+
+const SettingSpec &SettingRef::spec() const { return slot_->spec; }
+
+open_error_t SettingRef::get(uint32_t index, uint32_t selector, Value &out) const {
+  return store_->get(*slot_, index, selector, out);
+}
+
+open_error_t SettingRef::set(uint32_t index, uint32_t selector, const Value &v) const {
+  return store_->set(*slot_, index, selector, v);
+}
+
+int64_t SettingRef::integer(uint32_t index) const {
+  Value v;
+  if (get(index, v) != OPEN_E_NONE) return 0;
+  auto *i = std::get_if<int64_t>(&v);
+  return i ? *i : 0;
+}
+
+std::string SettingRef::text(uint32_t index) const {
+  Value v;
+  if (get(index, v) != OPEN_E_NONE) return {};
+  auto *t = std::get_if<std::string>(&v);
+  return t ? *t : std::string();
+}
+
+open_error_t SettingRef::check_index(uint32_t index) const { return store_->check_index(slot_->spec, index); }
+
 void Store::forget_index(Scope scope, uint32_t index) {
   for (auto &[key, s] : settings_) {
     if (s.spec.scope != scope) continue;
@@ -242,6 +296,8 @@ const Table &Store::table(const std::string &name) const {
   return it->second;
 }
 
+// reset() and load_json() empty and refill settings and tables in place:
+// neither erases an element of settings_ or tables_, so handles stay valid.
 void Store::reset() {
   for (auto &[key, s] : settings_) s.values.clear();
   for (auto &[name, t] : tables_) t.clear();

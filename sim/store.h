@@ -101,13 +101,53 @@ class IndexOracle {
   virtual bool vlan_exists(uint32_t vlanId) const = 0;
 };
 
+class Store;
+
+// A typed handle to one setting of a store: obtained once when a part is
+// installed (Store::define or Store::setting, which throw for an unknown
+// key), then used at every call without looking anything up by name. It
+// reads and writes with the same checks and result codes as the string
+// API. Settings never move in the store (a node-based map that reset() and
+// load_json() only empty and refill), so a handle stays valid for the
+// store's life.
+class SettingRef {
+ public:
+  const SettingSpec &spec() const;
+  const std::string &key() const { return spec().key; }
+
+  open_error_t get(Value &out) const { return get(0, 0, out); }
+  open_error_t get(uint32_t index, Value &out) const { return get(index, 0, out); }
+  open_error_t get(uint32_t index, uint32_t selector, Value &out) const;
+  open_error_t set(const Value &v) const { return set(0, 0, v); }
+  open_error_t set(uint32_t index, const Value &v) const { return set(index, 0, v); }
+  open_error_t set(uint32_t index, uint32_t selector, const Value &v) const;
+  // The value or its default (0 or "" where the index does not exist).
+  int64_t integer(uint32_t index = 0) const;
+  std::string text(uint32_t index = 0) const;
+  // OPEN_E_PARAM for an unknown interface, OPEN_E_NOT_FOUND for an absent VLAN.
+  open_error_t check_index(uint32_t index) const;
+
+ private:
+  friend class Store;
+  struct Slot;
+  SettingRef(Store &store, Slot &slot) : store_(&store), slot_(&slot) {}
+  Store *store_;
+  Slot *slot_;
+};
+
+struct SettingRef::Slot {
+  SettingSpec spec;
+  std::map<uint64_t, Value> values;
+  Table *refers_to = nullptr;  // the table its values name, or null
+};
+
 class Store {
  public:
   explicit Store(const IndexOracle &oracle) : oracle_(oracle) {}
 
   // Defining a setting or a table twice is a programming error
   // (std::logic_error, which stops the service at start).
-  void define(const SettingSpec &spec);
+  SettingRef define(const SettingSpec &spec);
   template <size_t N>
   void define(const SettingSpec (&specs)[N]) {
     define(specs, N);
@@ -115,16 +155,23 @@ class Store {
   void define(const SettingSpec *specs, size_t count) {
     for (size_t i = 0; i < count; ++i) define(specs[i]);
   }
-  void define_table(const TableSpec &spec);
+  // The table stays where it is for the store's life (see SettingRef).
+  Table &define_table(const TableSpec &spec);
+  // The handle of a defined setting: std::logic_error for an unknown key.
+  // Parts call it when they are installed, so a misspelled key stops the
+  // service at start; calls then use the handle.
+  SettingRef setting(const std::string &key);
   // The non-empty values of text setting `key` name rows of `table` (keyed
   // by that one text): a value naming no row is refused (OPEN_E_NOT_FOUND),
   // and a row still named cannot be removed (OPEN_E_INUSE).
   void refer(const std::string &key, const std::string &table);
+  void refer(SettingRef setting, Table &table);
   // Removes a row after checking that no setting refers to it.
   open_error_t remove_row(const std::string &table, const Key &key);
-  // The first setting (key and index) whose value names row `key` of
-  // `table`, or false.
+  open_error_t remove_row(Table &table, const Key &key);
+  // Whether a setting's value names row `key` of `table`.
   bool referenced(const std::string &table, const Key &key) const;
+  bool referenced(const Table &table, const Key &key) const;
 
   // Checks the key's index for its scope: OPEN_E_PARAM for an unknown
   // interface, OPEN_E_NOT_FOUND for an absent VLAN.
@@ -171,12 +218,12 @@ class Store {
   open_error_t poke(const std::string &name, json_object *body);
 
  private:
+  friend class SettingRef;
   // Values that differ from the default, by (index << 16 | selector).
-  struct Setting {
-    SettingSpec spec;
-    std::map<uint64_t, Value> values;
-    std::string refers_to;  // a table, or ""
-  };
+  using Setting = SettingRef::Slot;
+  open_error_t get(const Setting &s, uint32_t index, uint32_t selector, Value &out) const;
+  open_error_t set(Setting &s, uint32_t index, uint32_t selector, const Value &v);
+  open_error_t check_index(const SettingSpec &spec, uint32_t index) const;
   static uint64_t slot(uint32_t index, uint32_t selector) { return uint64_t{index} << 16 | selector; }
   open_error_t check(const Setting &s, const Value &v) const;
   const Setting *find(const std::string &key) const;
@@ -184,9 +231,13 @@ class Store {
   void load_values(Setting &s, json_object *val);
 
   const IndexOracle &oracle_;
+  // Node-based maps: an element never moves while the store lives (nothing
+  // erases one; reset() and load_json() clear values and rows in place), so
+  // SettingRef and Table & handles stay valid.
   std::map<std::string, Setting> settings_;
   std::map<std::string, Table> tables_;
 };
+
 
 // JSON conversions of values, keys and records.
 json_object *to_json(const Value &v);

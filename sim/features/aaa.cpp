@@ -92,37 +92,36 @@ bool secret_text(const std::string &secret, size_t max) {
   return secret.size() <= max && text_matches(TextSyntax::ANY, secret);
 }
 
-Record *server(Sim &sim, const char *table, const open_buffdesc *host) {
-  return sim.store().table(table).find({buffer_text(host)});
-}
+Record *server(Table &table, const open_buffdesc *host) { return table.find({buffer_text(host)}); }
 
 // First and Next of a server table.
 template <auto FirstId, auto NextId>
-void server_walk(Sim &sim, const char *table) {
-  sim.implement<FirstId>([&sim, table](openapiClientHandle_t *, open_buffdesc *host) {
-    auto *row = sim.store().table(table).next({});
+void server_walk(Sim &sim, const Table &table) {
+  sim.implement<FirstId>([&table](openapiClientHandle_t *, open_buffdesc *host) {
+    auto *row = table.next({});
     if (!row) return OPEN_E_NOT_FOUND;
     return fill_text(host, std::get<std::string>(row->first[0]));
   });
-  sim.implement<NextId>([&sim, table](openapiClientHandle_t *, const open_buffdesc *host, open_buffdesc *next) {
-    auto *row = sim.store().table(table).next({buffer_text(host)});
+  sim.implement<NextId>([&table](openapiClientHandle_t *, const open_buffdesc *host, open_buffdesc *next) {
+    auto *row = table.next({buffer_text(host)});
     if (!row) return OPEN_E_NOT_FOUND;
     return fill_text(next, std::get<std::string>(row->first[0]));
   });
 }
 
-// A number of a server, read and written within min..max.
+// A number of a server (a member every server row has from its add), read
+// and written within min..max.
 template <auto GetId, auto SetId, typename T>
-void server_number(Sim &sim, const char *table, const char *member, int64_t min, int64_t max) {
-  sim.implement<GetId>([&sim, table, member](openapiClientHandle_t *, const open_buffdesc *host, T *out) {
-    const Record *r = server(sim, table, host);
+void server_number(Sim &sim, Table &table, const char *member, int64_t min, int64_t max) {
+  sim.implement<GetId>([&table, member](openapiClientHandle_t *, const open_buffdesc *host, T *out) {
+    const Record *r = server(table, host);
     if (!r) return OPEN_E_NOT_FOUND;
     if (!out) return OPEN_E_PARAM;
-    *out = static_cast<T>(record_integer(*r, member));
+    *out = static_cast<T>(required_integer(*r, member));
     return OPEN_E_NONE;
   });
-  sim.implement<SetId>([&sim, table, member, min, max](openapiClientHandle_t *, const open_buffdesc *host, T value) {
-    Record *r = server(sim, table, host);
+  sim.implement<SetId>([&table, member, min, max](openapiClientHandle_t *, const open_buffdesc *host, T value) {
+    Record *r = server(table, host);
     if (!r) return OPEN_E_NOT_FOUND;
     auto v = static_cast<int64_t>(value);
     if (v < min || v > max) return OPEN_E_PARAM;
@@ -133,21 +132,19 @@ void server_number(Sim &sim, const char *table, const char *member, int64_t min,
 
 // A server's name.
 template <auto Id>
-void server_name_get(Sim &sim, const char *table) {
-  sim.implement<Id>([&sim, table](openapiClientHandle_t *, const open_buffdesc *host, open_buffdesc *name) {
-    const Record *r = server(sim, table, host);
+void server_name_get(Sim &sim, Table &table) {
+  sim.implement<Id>([&table](openapiClientHandle_t *, const open_buffdesc *host, open_buffdesc *name) {
+    const Record *r = server(table, host);
     if (!r) return OPEN_E_NOT_FOUND;
-    return fill_text(name, record_text(*r, "name"));
+    return fill_text(name, required_text(*r, "name"));
   });
 }
 
 // Adds a RADIUS server, or names one that exists.
-open_error_t add_radius_server(Sim &sim, const char *table, const open_buffdesc *host, const open_buffdesc *name,
-                               Record defaults) {
+open_error_t add_radius_server(Table &t, const open_buffdesc *host, const open_buffdesc *name, Record defaults) {
   std::string h = buffer_text(host);
   std::string n = buffer_text(name);
   if (!server_address(h) || !server_name(n)) return OPEN_E_PARAM;
-  Table &t = sim.store().table(table);
   if (Record *r = t.find({h})) {
     (*r)["name"] = n;
     return OPEN_E_NONE;
@@ -165,14 +162,15 @@ open_error_t set_secret(Record *server, const open_buffdesc *secret, const char 
   return OPEN_E_NONE;
 }
 
-// A counter of a configured server: 0 until the statistics record one.
+// A counter of a configured server: 0 until the statistics record one
+// (a statistics row holds the counters counted so far).
 template <auto Id>
-void server_counter(Sim &sim, const char *servers, const char *stats, const char *member) {
+void server_counter(Sim &sim, Table &servers, const Table &stats, const char *member) {
   sim.implement<Id>(
-      [&sim, servers, stats, member](openapiClientHandle_t *, const open_buffdesc *host, uint32_t *value) {
-        if (!server(sim, servers, host)) return OPEN_E_NOT_FOUND;
+      [&servers, &stats, member](openapiClientHandle_t *, const open_buffdesc *host, uint32_t *value) {
+        if (!server(servers, host)) return OPEN_E_NOT_FOUND;
         if (!value) return OPEN_E_PARAM;
-        const Record *r = sim.store().table(stats).find({buffer_text(host)});
+        const Record *r = stats.find({buffer_text(host)});
         *value = r ? static_cast<uint32_t>(record_integer(*r, member)) : 0;
         return OPEN_E_NONE;
       });
@@ -202,8 +200,8 @@ Record list_of(OPEN_AUTH_LIST_METHOD_t first) {
   return {{"m0", int64_t{first}}, {"m1", int64_t{0}}, {"m2", int64_t{0}}, {"m3", int64_t{0}}};
 }
 
-void seed_list(Sim &sim, OPEN_AUTH_LIST_TYPE_t type, const char *name, OPEN_AUTH_LIST_METHOD_t first) {
-  sim.store().table("auth_lists").upsert({int64_t{type}, std::string(name)}, list_of(first));
+void seed_list(Table &lists, OPEN_AUTH_LIST_TYPE_t type, const char *name, OPEN_AUTH_LIST_METHOD_t first) {
+  lists.upsert({int64_t{type}, std::string(name)}, list_of(first));
 }
 
 }  // namespace
@@ -213,30 +211,35 @@ using namespace calls::aaa;
 VELTRUM_SIM_PART(aaa, kFamily) {
   Store &store = sim.store();
   store.define(kSettings);
-  for (const TableSpec *t : {&kAuthServers, &kAcctServers, &kTacacsServers, &kAuthLists, &kAuthStats, &kAcctStats})
-    store.define_table(*t);
+  SettingRef tacacs_key = store.setting("tacacs.key");
+  Table &auth = store.define_table(kAuthServers);
+  Table &acct = store.define_table(kAcctServers);
+  Table &tacacs = store.define_table(kTacacsServers);
+  Table &lists = store.define_table(kAuthLists);
+  Table &auth_stats = store.define_table(kAuthStats);
+  Table &acct_stats = store.define_table(kAcctStats);
   // The lists the switch authenticates 802.1X clients and web sessions with.
-  sim.on_factory_defaults([](Sim &s) {
-    seed_list(s, OPEN_AUTH_LIST_DOT1X, "dot1xList", OPEN_AUTH_LIST_METHOD_RADIUS);
-    seed_list(s, OPEN_AUTH_LIST_HTTP, "httpList", OPEN_AUTH_LIST_METHOD_LOCAL);
-    seed_list(s, OPEN_AUTH_LIST_HTTPS, "httpsList", OPEN_AUTH_LIST_METHOD_LOCAL);
+  sim.on_factory_defaults([&lists](Sim &) {
+    seed_list(lists, OPEN_AUTH_LIST_DOT1X, "dot1xList", OPEN_AUTH_LIST_METHOD_RADIUS);
+    seed_list(lists, OPEN_AUTH_LIST_HTTP, "httpList", OPEN_AUTH_LIST_METHOD_LOCAL);
+    seed_list(lists, OPEN_AUTH_LIST_HTTPS, "httpsList", OPEN_AUTH_LIST_METHOD_LOCAL);
   });
 
   // ---- RADIUS authentication servers
 
   server_walk<CallId::rpcclt_openapiRadiusServerFirstIPHostNameGet,
-              CallId::rpcclt_openapiRadiusServerNextIPHostNameGet>(sim, "radius_auth_servers");
-  server_name_get<CallId::rpcclt_openapiRadiusServerHostNameGet>(sim, "radius_auth_servers");
+              CallId::rpcclt_openapiRadiusServerNextIPHostNameGet>(sim, auth);
+  server_name_get<CallId::rpcclt_openapiRadiusServerHostNameGet>(sim, auth);
   implement_constant<CallId::rpcclt_openapiRadiusServerNameMaxLengthGet>(sim, uint32_t{OPEN_RADIUS_SERVER_NAME_MAX});
   // A new server is its name's primary server unless that name has one.
   sim.implement<CallId::rpcclt_openapiRadiusAuthServerAdd>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *name) {
+      [&auth](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *name) {
         std::string n = buffer_text(name);
         int64_t type = OPEN_RADIUS_SERVER_ENTRY_TYPE_PRIMARY;
-        for (const auto &[key, r] : sim.store().table("radius_auth_servers").rows())
-          if (record_text(r, "name") == n && record_integer(r, "type") == OPEN_RADIUS_SERVER_ENTRY_TYPE_PRIMARY)
+        for (const auto &[key, r] : auth.rows())
+          if (required_text(r, "name") == n && required_integer(r, "type") == OPEN_RADIUS_SERVER_ENTRY_TYPE_PRIMARY)
             type = OPEN_RADIUS_SERVER_ENTRY_TYPE_SECONDARY;
-        return add_radius_server(sim, "radius_auth_servers", host, name,
+        return add_radius_server(auth, host, name,
                                  {{"port", int64_t{kRadiusAuthPort}},
                                   {"type", type},
                                   {"msgAuth", int64_t{0}},
@@ -244,45 +247,44 @@ VELTRUM_SIM_PART(aaa, kFamily) {
                                   {"secret", std::string()}});
       });
   sim.implement<CallId::rpcclt_openapiRadiusAuthServerRemove>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *host) {
+      [&auth, &auth_stats](openapiClientHandle_t *, const open_buffdesc *host) {
         std::string h = buffer_text(host);
-        if (open_error_t rc = sim.store().table("radius_auth_servers").erase({h})) return rc;
-        sim.store().table("radius_auth_stats").erase({h});
+        if (open_error_t rc = auth.erase({h})) return rc;
+        auth_stats.erase({h});
         return OPEN_E_NONE;
       });
   server_number<CallId::rpcclt_openapiRadiusAuthServerPortNumGet, CallId::rpcclt_openapiRadiusAuthServerPortNumSet,
-                uint32_t>(sim, "radius_auth_servers", "port", 1, 65535);
+                uint32_t>(sim, auth, "port", 1, 65535);
   server_number<CallId::rpcclt_openapiRadiusHostNameServerIncMsgAuthModeGet,
                 CallId::rpcclt_openapiRadiusHostNameServerIncMsgAuthModeSet, OPEN_CONTROL_t>(
-      sim, "radius_auth_servers", "msgAuth", OPEN_DISABLE, OPEN_ENABLE);
+      sim, auth, "msgAuth", OPEN_DISABLE, OPEN_ENABLE);
   sim.implement<CallId::rpcclt_openapiRadiusAuthServerTypeGet>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *host, OPEN_RADIUS_SERVER_ENTRY_TYPE_t *type) {
-        const Record *r = server(sim, "radius_auth_servers", host);
+      [&auth](openapiClientHandle_t *, const open_buffdesc *host, OPEN_RADIUS_SERVER_ENTRY_TYPE_t *type) {
+        const Record *r = server(auth, host);
         if (!r) return OPEN_E_NOT_FOUND;
         if (!type) return OPEN_E_PARAM;
-        *type = static_cast<OPEN_RADIUS_SERVER_ENTRY_TYPE_t>(record_integer(*r, "type"));
+        *type = static_cast<OPEN_RADIUS_SERVER_ENTRY_TYPE_t>(required_integer(*r, "type"));
         return OPEN_E_NONE;
       });
   // One primary server per name: a new primary makes the others secondary.
   sim.implement<CallId::rpcclt_openapiRadiusAuthServerTypeSet>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *host, OPEN_RADIUS_SERVER_ENTRY_TYPE_t type) {
-        Table &t = sim.store().table("radius_auth_servers");
+      [&t = auth](openapiClientHandle_t *, const open_buffdesc *host, OPEN_RADIUS_SERVER_ENTRY_TYPE_t type) {
         Record *r = t.find({buffer_text(host)});
         if (!r) return OPEN_E_NOT_FOUND;
         if (type != OPEN_RADIUS_SERVER_ENTRY_TYPE_PRIMARY && type != OPEN_RADIUS_SERVER_ENTRY_TYPE_SECONDARY)
           return OPEN_E_PARAM;
         if (type == OPEN_RADIUS_SERVER_ENTRY_TYPE_PRIMARY) {
-          std::string name = record_text(*r, "name");
+          std::string name = required_text(*r, "name");
           for (const auto &[key, other] : t.rows())
-            if (record_text(other, "name") == name)
+            if (required_text(other, "name") == name)
               t.find(key)->insert_or_assign("type", int64_t{OPEN_RADIUS_SERVER_ENTRY_TYPE_SECONDARY});
         }
         (*r)["type"] = int64_t{type};
         return OPEN_E_NONE;
       });
   sim.implement<CallId::rpcclt_openapiRadiusHostNameServerSharedSecretKeyTypeSet>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *host, OPEN_RADIUS_KEY_TYPE_t keyType) {
-        Record *r = server(sim, "radius_auth_servers", host);
+      [&auth](openapiClientHandle_t *, const open_buffdesc *host, OPEN_RADIUS_KEY_TYPE_t keyType) {
+        Record *r = server(auth, host);
         if (!r) return OPEN_E_NOT_FOUND;
         if (keyType != OPEN_RADIUS_KEY_TYPE_NONE && keyType != OPEN_RADIUS_KEY_TYPE_CONFIGURED) return OPEN_E_PARAM;
         (*r)["keyType"] = int64_t{keyType};
@@ -290,30 +292,29 @@ VELTRUM_SIM_PART(aaa, kFamily) {
         return OPEN_E_NONE;
       });
   sim.implement<CallId::rpcclt_openapiRadiusAuthServerSharedSecretEncryptedSet>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *secret) {
-        Record *r = server(sim, "radius_auth_servers", host);
+      [&auth](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *secret) {
+        Record *r = server(auth, host);
         if (open_error_t rc = set_secret(r, secret, "secret", OPEN_RADIUS_KEY_MAX)) return rc;
         (*r)["keyType"] =
-            int64_t{record_text(*r, "secret").empty() ? OPEN_RADIUS_KEY_TYPE_NONE : OPEN_RADIUS_KEY_TYPE_CONFIGURED};
+            int64_t{required_text(*r, "secret").empty() ? OPEN_RADIUS_KEY_TYPE_NONE : OPEN_RADIUS_KEY_TYPE_CONFIGURED};
         return OPEN_E_NONE;
       });
   sim.implement<CallId::rpcclt_openapiRadiusHostNameServerSharedSecretConfigured>(
-      [&sim](openapiClientHandle_t *, OPEN_RADIUS_SERVER_KIND_t kind, const open_buffdesc *host,
-             OPEN_BOOL_t *configured) {
+      [&auth, &acct](openapiClientHandle_t *, OPEN_RADIUS_SERVER_KIND_t kind, const open_buffdesc *host,
+                     OPEN_BOOL_t *configured) {
         if (kind != OPEN_RADIUS_SERVER_AUTH && kind != OPEN_RADIUS_SERVER_ACCT) return OPEN_E_PARAM;
-        const Record *r =
-            server(sim, kind == OPEN_RADIUS_SERVER_AUTH ? "radius_auth_servers" : "radius_acct_servers", host);
+        const Record *r = server(kind == OPEN_RADIUS_SERVER_AUTH ? auth : acct, host);
         if (!r) return OPEN_E_NOT_FOUND;
         if (!configured) return OPEN_E_PARAM;
-        *configured = record_text(*r, "secret").empty() ? OPEN_FALSE : OPEN_TRUE;
+        *configured = required_text(*r, "secret").empty() ? OPEN_FALSE : OPEN_TRUE;
         return OPEN_E_NONE;
       });
   sim.implement<CallId::rpcclt_openapiRadiusServerGlobalCurentGet>(
-      [&sim](openapiClientHandle_t *, open_buffdesc *host) {
-        const auto &rows = sim.store().table("radius_auth_servers").rows();
+      [&auth](openapiClientHandle_t *, open_buffdesc *host) {
+        const auto &rows = auth.rows();
         std::string current;
         for (const auto &[key, r] : rows)
-          if (record_integer(r, "type") == OPEN_RADIUS_SERVER_ENTRY_TYPE_PRIMARY) {
+          if (required_integer(r, "type") == OPEN_RADIUS_SERVER_ENTRY_TYPE_PRIMARY) {
             current = std::get<std::string>(key[0]);
             break;
           }
@@ -321,14 +322,12 @@ VELTRUM_SIM_PART(aaa, kFamily) {
         return fill_text(host, current);
       });
   sim.implement<CallId::rpcclt_openapiRadiusConfiguredServersCountGet>(
-      [&sim](openapiClientHandle_t *, uint32_t *count) {
+      [&auth](openapiClientHandle_t *, uint32_t *count) {
         if (!count) return OPEN_E_PARAM;
-        *count = static_cast<uint32_t>(sim.store().table("radius_auth_servers").size());
+        *count = static_cast<uint32_t>(auth.size());
         return OPEN_E_NONE;
       });
 
-  const char *auth = "radius_auth_servers";
-  const char *auth_stats = "radius_auth_stats";
   server_counter<CallId::rpcclt_openapiRadiusServerStatAccessReqGet>(sim, auth, auth_stats, "accsReq");
   server_counter<CallId::rpcclt_openapiRadiusServerStatAccessRetransGet>(sim, auth, auth_stats, "accsRetrans");
   server_counter<CallId::rpcclt_openapiRadiusServerStatAccessAcceptGet>(sim, auth, auth_stats, "accsAccept");
@@ -355,23 +354,21 @@ VELTRUM_SIM_PART(aaa, kFamily) {
         return OPEN_E_NONE;
       });
   sim.implement<CallId::rpcclt_openapiRadiusAcctServerAdd>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *name) {
-        return add_radius_server(sim, "radius_acct_servers", host, name,
+      [&acct](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *name) {
+        return add_radius_server(acct, host, name,
                                  {{"port", int64_t{kRadiusAcctPort}}, {"secret", std::string()}});
       });
   server_walk<CallId::rpcclt_openapiRadiusAcctServerFirstIPHostNameGet,
-              CallId::rpcclt_openapiRadiusAcctServerNextIPHostNameGet>(sim, "radius_acct_servers");
-  server_name_get<CallId::rpcclt_openapiRadiusServerAcctHostNameGet>(sim, "radius_acct_servers");
+              CallId::rpcclt_openapiRadiusAcctServerNextIPHostNameGet>(sim, acct);
+  server_name_get<CallId::rpcclt_openapiRadiusServerAcctHostNameGet>(sim, acct);
   server_number<CallId::rpcclt_openapiRadiusAccountingHostNameServerPortNumGet,
-                CallId::rpcclt_openapiRadiusAccountingHostNameServerPortNumSet, uint32_t>(sim, "radius_acct_servers",
-                                                                                          "port", 1, 65535);
+                CallId::rpcclt_openapiRadiusAccountingHostNameServerPortNumSet, uint32_t>(sim, acct, "port", 1,
+                                                                                          65535);
   sim.implement<CallId::rpcclt_openapiRadiusAccountingHostNameServerSharedSecretSet>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *secret) {
-        return set_secret(server(sim, "radius_acct_servers", host), secret, "secret", OPEN_RADIUS_KEY_MAX);
+      [&acct](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *secret) {
+        return set_secret(server(acct, host), secret, "secret", OPEN_RADIUS_KEY_MAX);
       });
 
-  const char *acct = "radius_acct_servers";
-  const char *acct_stats = "radius_acct_stats";
   server_counter<CallId::rpcclt_openapiRadiusAcctServerStatReqGet>(sim, acct, acct_stats, "acctReq");
   server_counter<CallId::rpcclt_openapiRadiusAcctServerStatRetransGet>(sim, acct, acct_stats, "acctRetrans");
   server_counter<CallId::rpcclt_openapiRadiusAcctServerStatResponseGet>(sim, acct, acct_stats, "acctResp");
@@ -384,66 +381,62 @@ VELTRUM_SIM_PART(aaa, kFamily) {
   server_counter<CallId::rpcclt_openapiRadiusAcctServerStatRTTGet>(sim, acct, acct_stats, "rtt");
 
   // Clears the counters of every RADIUS server, authentication and accounting.
-  sim.implement<CallId::rpcclt_openapiRadiusStatsClear>([&sim](openapiClientHandle_t *) {
-    sim.store().table("radius_auth_stats").clear();
-    sim.store().table("radius_acct_stats").clear();
+  sim.implement<CallId::rpcclt_openapiRadiusStatsClear>([&auth_stats, &acct_stats](openapiClientHandle_t *) {
+    auth_stats.clear();
+    acct_stats.clear();
     return OPEN_E_NONE;
   });
 
   // ---- TACACS+
 
   sim.implement<CallId::rpcclt_openapiTacacsServerGlobalKeySet>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *key) {
+      [tacacs_key](openapiClientHandle_t *, const open_buffdesc *key) {
         std::string k = buffer_text(key);
         if (!secret_text(k, OPEN_TACACS_KEY_MAX)) return OPEN_E_PARAM;
-        return sim.store().set("tacacs.key", stored_secret(k));
+        return tacacs_key.set(stored_secret(k));
       });
   implement_constant<CallId::rpcclt_openapiTacacsKeyMaxLengthGet>(sim, uint32_t{OPEN_TACACS_KEY_MAX});
   implement_constant<CallId::rpcclt_openapiTacacsServerMaxLengthGet>(sim, uint32_t{OPEN_TACACS_HOST_NAME_MAX});
-  server_walk<CallId::rpcclt_openapiTacacsServerFirstGet, CallId::rpcclt_openapiTacacsServerNextGet>(sim,
-                                                                                                     "tacacs_servers");
-  sim.implement<CallId::rpcclt_openapiTacacsServerAdd>([&sim](openapiClientHandle_t *, const open_buffdesc *host) {
+  server_walk<CallId::rpcclt_openapiTacacsServerFirstGet, CallId::rpcclt_openapiTacacsServerNextGet>(sim, tacacs);
+  sim.implement<CallId::rpcclt_openapiTacacsServerAdd>([&tacacs](openapiClientHandle_t *, const open_buffdesc *host) {
     std::string h = buffer_text(host);
     if (h.size() > OPEN_TACACS_HOST_NAME_MAX || !server_address(h)) return OPEN_E_PARAM;
-    return sim.store()
-        .table("tacacs_servers")
-        .insert({h}, {{"port", int64_t{kTacacsPort}},
+    return tacacs.insert({h}, {{"port", int64_t{kTacacsPort}},
                       {"priority", int64_t{0}},
                       {"timeout", int64_t{kTacacsTimeout}},
                       {"key", std::string()}});
   });
-  sim.implement<CallId::rpcclt_openapiTacacsServerDelete>([&sim](openapiClientHandle_t *, const open_buffdesc *host) {
-    return sim.store().table("tacacs_servers").erase({buffer_text(host)});
+  sim.implement<CallId::rpcclt_openapiTacacsServerDelete>([&tacacs](openapiClientHandle_t *, const open_buffdesc *host) {
+    return tacacs.erase({buffer_text(host)});
   });
   server_number<CallId::rpcclt_openapiTacacsServerPortGet, CallId::rpcclt_openapiTacacsServerPortSet, uint32_t>(
-      sim, "tacacs_servers", "port", 0, 65535);
+      sim, tacacs, "port", 0, 65535);
   server_number<CallId::rpcclt_openapiTacacsServerPriorityGet, CallId::rpcclt_openapiTacacsServerPrioritySet, uint32_t>(
-      sim, "tacacs_servers", "priority", 0, 65535);
+      sim, tacacs, "priority", 0, 65535);
   server_number<CallId::rpcclt_openapiTacacsServerTimeoutGet, CallId::rpcclt_openapiTacacsServerTimeoutSet, uint32_t>(
-      sim, "tacacs_servers", "timeout", 1, 30);
+      sim, tacacs, "timeout", 1, 30);
   sim.implement<CallId::rpcclt_openapiTacacsServerKeySet>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *key) {
-        return set_secret(server(sim, "tacacs_servers", host), key, "key", OPEN_TACACS_KEY_MAX);
+      [&tacacs](openapiClientHandle_t *, const open_buffdesc *host, const open_buffdesc *key) {
+        return set_secret(server(tacacs, host), key, "key", OPEN_TACACS_KEY_MAX);
       });
 
   // ---- authentication lists
 
   sim.implement<CallId::rpcclt_openapiAuthenticationMethodGet>(
-      [&sim](openapiClientHandle_t *, OPEN_AUTH_LIST_TYPE_t type, const open_buffdesc *name, uint32_t order,
-             OPEN_AUTH_LIST_METHOD_t *method) {
+      [&lists](openapiClientHandle_t *, OPEN_AUTH_LIST_TYPE_t type, const open_buffdesc *name, uint32_t order,
+               OPEN_AUTH_LIST_METHOD_t *method) {
         if (type > OPEN_AUTH_LIST_HTTPS || order >= OPEN_AUTH_LIST_METHODS || !method) return OPEN_E_PARAM;
-        const Record *r = sim.store().table("auth_lists").find({int64_t{type}, buffer_text(name)});
+        const Record *r = lists.find({int64_t{type}, buffer_text(name)});
         if (!r) return OPEN_E_NOT_FOUND;
-        *method = static_cast<OPEN_AUTH_LIST_METHOD_t>(record_integer(*r, kMethodMembers[order]));
+        *method = static_cast<OPEN_AUTH_LIST_METHOD_t>(required_integer(*r, kMethodMembers[order]));
         return OPEN_E_NONE;
       });
   sim.implement<CallId::rpcclt_openapiAuthenticationMethodSet>(
-      [&sim](openapiClientHandle_t *, OPEN_AUTH_LIST_TYPE_t type, const open_buffdesc *name, uint32_t order,
-             OPEN_AUTH_LIST_METHOD_t method) {
+      [&lists](openapiClientHandle_t *, OPEN_AUTH_LIST_TYPE_t type, const open_buffdesc *name, uint32_t order,
+               OPEN_AUTH_LIST_METHOD_t method) {
         if (type > OPEN_AUTH_LIST_HTTPS || order >= OPEN_AUTH_LIST_METHODS || !method_allowed(type, order, method))
           return OPEN_E_PARAM;
         std::string n = buffer_text(name);
-        Table &lists = sim.store().table("auth_lists");
         if (Record *r = lists.find({int64_t{type}, n})) {
           (*r)[kMethodMembers[order]] = int64_t{method};
           return OPEN_E_NONE;

@@ -96,13 +96,14 @@ bool valid_name(const std::string &name) {
 
 class Acls {
  public:
-  explicit Acls(Sim &sim) : sim_(sim) {}
+  Acls(Table &acls, Table &rules, Table &intf_bindings, Table &vlan_bindings)
+      : acls_(acls), rules_(rules), intf_bindings_(intf_bindings), vlan_bindings_(vlan_bindings) {}
 
-  Table &acls() { return sim_.store().table("acls"); }
-  Table &rules() { return sim_.store().table("acl_rules"); }
+  Table &acls() { return acls_; }
+  Table &rules() { return rules_; }
 
   const Record *acl(uint32_t id) { return acls().find({int64_t{id}}); }
-  static OPEN_ACL_TYPE_t type_of(const Record &r) { return static_cast<OPEN_ACL_TYPE_t>(record_integer(r, "type")); }
+  static OPEN_ACL_TYPE_t type_of(const Record &r) { return static_cast<OPEN_ACL_TYPE_t>(required_integer(r, "type")); }
 
   uint32_t kind(uint32_t id) {
     const Record *r = acl(id);
@@ -120,7 +121,7 @@ class Acls {
   // The id of the list of `type` named `name`, or 0.
   uint32_t find(OPEN_ACL_TYPE_t type, const std::string &name) {
     for (const auto &[key, r] : acls().rows())
-      if (type_of(r) == type && record_text(r, "name") == name) return static_cast<uint32_t>(std::get<int64_t>(key[0]));
+      if (type_of(r) == type && required_text(r, "name") == name) return static_cast<uint32_t>(std::get<int64_t>(key[0]));
     return 0;
   }
 
@@ -136,8 +137,8 @@ class Acls {
 
   open_error_t remove(uint32_t id) {
     if (!acl(id)) return OPEN_E_NOT_FOUND;
-    for (const char *table : {"acl_intf_bindings", "acl_vlan_bindings"})
-      for (const auto &[key, r] : sim_.store().table(table).rows())
+    for (const Table *table : {&intf_bindings_, &vlan_bindings_})
+      for (const auto &[key, r] : table->rows())
         if (key[2] == Value(int64_t{id})) return OPEN_E_INUSE;
     rules().erase_prefix({int64_t{id}});
     return acls().erase({int64_t{id}});
@@ -174,8 +175,8 @@ class Acls {
     Record *r = rules().find({int64_t{id}, int64_t{rule}});
     if (!acl(id) || !r) return OPEN_E_NOT_FOUND;
     if (!(kinds_of(match) & kind(id))) return OPEN_E_PARAM;
-    auto has = static_cast<uint32_t>(record_integer(*r, "matches"));
-    int64_t protocol = (has & OPEN_ACL_MATCH_PROTOCOL) ? record_integer(*r, "protocol") : -1;
+    auto has = static_cast<uint32_t>(required_integer(*r, "matches"));
+    int64_t protocol = (has & OPEN_ACL_MATCH_PROTOCOL) ? required_integer(*r, "protocol") : -1;
     switch (match) {
       case OPEN_ACL_MATCH_MIRROR:
         if (has & OPEN_ACL_MATCH_REDIRECT) return OPEN_E_PARAM;
@@ -207,15 +208,14 @@ class Acls {
 
   // ---- bindings of interfaces or VLANs: rows (index, direction, id) -> {"seq"}
 
-  open_error_t bind(const char *table, uint32_t index, OPEN_ACL_DIRECTION_t dir, uint32_t id, uint32_t seq) {
+  open_error_t bind(Table &t, uint32_t index, OPEN_ACL_DIRECTION_t dir, uint32_t id, uint32_t seq) {
     if (dir > OPEN_ACL_OUTBOUND || seq > OPEN_ACL_SEQ_MAX) return OPEN_E_PARAM;
     if (!acl(id)) return OPEN_E_NOT_FOUND;
-    Table &t = sim_.store().table(table);
     auto bound = t.with_prefix({int64_t{index}, int64_t{dir}});
     int64_t last = 0;
     const Record *mine = nullptr;
     for (const auto *row : bound) {
-      int64_t s = record_integer(row->second, "seq");
+      int64_t s = required_integer(row->second, "seq");
       last = std::max(last, s);
       if (row->first[2] == Value(int64_t{id}))
         mine = &row->second;
@@ -223,35 +223,38 @@ class Acls {
         return OPEN_E_EXISTS;
     }
     if (!mine && bound.size() >= OPEN_ACL_MAX_LISTS_PER_DIR) return OPEN_E_FULL;
-    int64_t s = seq ? int64_t{seq} : (mine ? record_integer(*mine, "seq") : last + 1);
+    int64_t s = seq ? int64_t{seq} : (mine ? required_integer(*mine, "seq") : last + 1);
     if (s > OPEN_ACL_SEQ_MAX) return OPEN_E_FULL;
     return t.upsert({int64_t{index}, int64_t{dir}, int64_t{id}}, {{"seq", s}});
   }
 
-  open_error_t unbind(const char *table, uint32_t index, OPEN_ACL_DIRECTION_t dir, uint32_t id) {
+  open_error_t unbind(Table &table, uint32_t index, OPEN_ACL_DIRECTION_t dir, uint32_t id) {
     if (dir > OPEN_ACL_OUTBOUND) return OPEN_E_PARAM;
-    return sim_.store().table(table).erase({int64_t{index}, int64_t{dir}, int64_t{id}});
+    return table.erase({int64_t{index}, int64_t{dir}, int64_t{id}});
   }
 
-  open_error_t dir_list(const char *table, uint32_t index, OPEN_ACL_DIRECTION_t dir, OPEN_ACL_DIR_LIST_t *list) {
+  open_error_t dir_list(const Table &table, uint32_t index, OPEN_ACL_DIRECTION_t dir, OPEN_ACL_DIR_LIST_t *list) {
     if (!list || dir > OPEN_ACL_OUTBOUND) return OPEN_E_PARAM;
     *list = {};
-    auto bound = sim_.store().table(table).with_prefix({int64_t{index}, int64_t{dir}});
+    auto bound = table.with_prefix({int64_t{index}, int64_t{dir}});
     std::sort(bound.begin(), bound.end(), [](const auto *a, const auto *b) {
-      return record_integer(a->second, "seq") < record_integer(b->second, "seq");
+      return required_integer(a->second, "seq") < required_integer(b->second, "seq");
     });
     for (const auto *row : bound) {
       if (list->count >= OPEN_ACL_MAX_LISTS_PER_DIR) break;
       auto id = static_cast<uint32_t>(std::get<int64_t>(row->first[2]));
       const Record *r = acl(id);
       list->entries[list->count++] = {r ? type_of(*r) : OPEN_ACL_TYPE_NONE, id,
-                                      static_cast<uint32_t>(record_integer(row->second, "seq"))};
+                                      static_cast<uint32_t>(required_integer(row->second, "seq"))};
     }
     return OPEN_E_NONE;
   }
 
  private:
-  Sim &sim_;
+  Table &acls_;
+  Table &rules_;
+  Table &intf_bindings_;
+  Table &vlan_bindings_;
 };
 
 // ---- a rule as the record the platform answers
@@ -310,7 +313,8 @@ void fill_address(const Record &r, const char *member, open_inet_addr_t &out) {
 
 void fill_rule(const Record &r, OPEN_ACL_RULE_t &out) {
   out = {};
-  out.configured = static_cast<uint32_t>(record_integer(r, "matches"));
+  out.configured = static_cast<uint32_t>(required_integer(r, "matches"));
+  // A rule holds the members of the matches it has only: the others read 0 or "".
   for (const IntegerMember &m : kIntegerMembers) {
     auto v = static_cast<uint32_t>(record_integer(r, m.name));
     std::memcpy(reinterpret_cast<unsigned char *>(&out) + m.offset, &v, sizeof v);
@@ -354,16 +358,16 @@ void single_match(Sim &sim, const std::shared_ptr<Acls> &acls, OPEN_ACL_MATCH_t 
 // The bindings of interfaces or VLANs (`table`): an index that `exists`
 // refuses answers `absent`.
 template <auto Add, auto Delete, auto List, typename Exists>
-void implement_bindings(Sim &sim, const std::shared_ptr<Acls> &acls, const char *table, Exists exists,
+void implement_bindings(Sim &sim, const std::shared_ptr<Acls> &acls, Table &table, Exists exists,
                         open_error_t absent) {
-  sim.implement<Add>([=](openapiClientHandle_t *, uint32_t index, OPEN_ACL_DIRECTION_t dir, uint32_t id, uint32_t seq) {
+  sim.implement<Add>([=, &table](openapiClientHandle_t *, uint32_t index, OPEN_ACL_DIRECTION_t dir, uint32_t id, uint32_t seq) {
     return exists(index) ? acls->bind(table, index, dir, id, seq) : absent;
   });
-  sim.implement<Delete>([=](openapiClientHandle_t *, uint32_t index, OPEN_ACL_DIRECTION_t dir, uint32_t id) {
+  sim.implement<Delete>([=, &table](openapiClientHandle_t *, uint32_t index, OPEN_ACL_DIRECTION_t dir, uint32_t id) {
     return acls->unbind(table, index, dir, id);
   });
   sim.implement<List>(
-      [=](openapiClientHandle_t *, uint32_t index, OPEN_ACL_DIRECTION_t dir, OPEN_ACL_DIR_LIST_t *list) {
+      [=, &table](openapiClientHandle_t *, uint32_t index, OPEN_ACL_DIRECTION_t dir, OPEN_ACL_DIR_LIST_t *list) {
         return exists(index) ? acls->dir_list(table, index, dir, list) : absent;
       });
 }
@@ -374,11 +378,9 @@ using namespace calls::acl;
 
 VELTRUM_SIM_PART(acl, kFamily) {
   Store &store = sim.store();
-  store.define_table(kAcls);
-  store.define_table(kRules);
-  store.define_table(kIntfBindings);
-  store.define_table(kVlanBindings);
-  auto acls = std::make_shared<Acls>(sim);
+  Table &intf_bindings = store.define_table(kIntfBindings);
+  Table &vlan_bindings = store.define_table(kVlanBindings);
+  auto acls = std::make_shared<Acls>(store.define_table(kAcls), store.define_table(kRules), intf_bindings, vlan_bindings);
 
 
   // ---- lists
@@ -417,7 +419,7 @@ VELTRUM_SIM_PART(acl, kFamily) {
       [acls](openapiClientHandle_t *, uint32_t id) { return acls->remove(id); });
   sim.implement<CallId::rpcclt_openapiAclNameGet>([acls](openapiClientHandle_t *, uint32_t id, open_buffdesc *name) {
     const Record *r = acls->acl(id);
-    return r ? fill_text(name, record_text(*r, "name")) : OPEN_E_NOT_FOUND;
+    return r ? fill_text(name, required_text(*r, "name")) : OPEN_E_NOT_FOUND;
   });
   auto of_type = [](OPEN_ACL_TYPE_t type) {
     return [type](uint32_t, const Record &r) { return Acls::type_of(r) == type; };
@@ -608,28 +610,28 @@ VELTRUM_SIM_PART(acl, kFamily) {
 
   implement_bindings<CallId::rpcclt_openapiAclIntfDirAdd, CallId::rpcclt_openapiAclIntfDirDelete,
                      CallId::rpcclt_openapiAclIntfDirListGet>(
-      sim, acls, "acl_intf_bindings", [&sim](uint32_t ifNum) { return sim.intf_exists(ifNum, kPhyAndLag); },
+      sim, acls, intf_bindings, [&sim](uint32_t ifNum) { return sim.intf_exists(ifNum, kPhyAndLag); },
       OPEN_E_PARAM);
   implement_bindings<CallId::rpcclt_openapiAclVlanDirAdd, CallId::rpcclt_openapiAclVlanDirDelete,
                      CallId::rpcclt_openapiAclVlanDirListGet>(
-      sim, acls, "acl_vlan_bindings", [&sim](uint32_t vlan) { return sim.vlan_exists(vlan); }, OPEN_E_NOT_FOUND);
+      sim, acls, vlan_bindings, [&sim](uint32_t vlan) { return sim.vlan_exists(vlan); }, OPEN_E_NOT_FOUND);
 
-  sim.implement<CallId::rpcclt_openapiAclIntfDirGetNext>([&sim](openapiClientHandle_t *, uint32_t ifNum,
+  sim.implement<CallId::rpcclt_openapiAclIntfDirGetNext>([&intf_bindings](openapiClientHandle_t *, uint32_t ifNum,
                                                                 OPEN_ACL_DIRECTION_t dir, uint32_t *nextIf,
                                                                 OPEN_ACL_DIRECTION_t *nextDir) {
     if (!nextIf || !nextDir) return OPEN_E_PARAM;
-    auto *row = sim.store().table("acl_intf_bindings").next({int64_t{ifNum}, int64_t{dir}, INT64_MAX});
+    auto *row = intf_bindings.next({int64_t{ifNum}, int64_t{dir}, INT64_MAX});
     if (!row) return OPEN_E_NOT_FOUND;
     *nextIf = static_cast<uint32_t>(std::get<int64_t>(row->first[0]));
     *nextDir = static_cast<OPEN_ACL_DIRECTION_t>(std::get<int64_t>(row->first[1]));
     return OPEN_E_NONE;
   });
   sim.implement<CallId::rpcclt_openapiAclAssignedIntfDirListGet>(
-      [acls, &sim](openapiClientHandle_t *, uint32_t id, OPEN_ACL_DIRECTION_t dir, open_buffdesc *out) {
+      [acls, &intf_bindings](openapiClientHandle_t *, uint32_t id, OPEN_ACL_DIRECTION_t dir, open_buffdesc *out) {
         if (!out || !out->pstart || dir > OPEN_ACL_OUTBOUND) return OPEN_E_PARAM;
         if (!acls->acl(id)) return OPEN_E_NOT_FOUND;
         std::vector<uint32_t> ports;
-        for (const auto &[key, r] : sim.store().table("acl_intf_bindings").rows())
+        for (const auto &[key, r] : intf_bindings.rows())
           if (key[1] == Value(int64_t{dir}) && key[2] == Value(int64_t{id}))
             ports.push_back(static_cast<uint32_t>(std::get<int64_t>(key[0])));
         if (ports.size() * sizeof(uint32_t) > out->size) return OPEN_E_BUFFER;

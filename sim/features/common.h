@@ -3,6 +3,7 @@
 
 #include <cctype>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 
 #include "sim/bind.h"
@@ -11,14 +12,13 @@ namespace veltrum::sim {
 
 // Reads an integer setting into a call's out parameter.
 template <typename T>
-open_error_t read_integer(const Store &store, const char *key, uint32_t index, T *out) {
+open_error_t read_integer(SettingRef setting, uint32_t index, T *out) {
   if (!out) return OPEN_E_PARAM;
   Value v;
-  if (open_error_t rc = store.get(key, index, v)) return rc;
+  if (open_error_t rc = setting.get(index, v)) return rc;
   *out = static_cast<T>(std::get<int64_t>(v));
   return OPEN_E_NONE;
 }
-
 // Implements a call (client, T *out) that answers a constant of the
 // switch (a maximum length, say).
 template <auto Id, typename T>
@@ -50,7 +50,23 @@ inline bool contiguous_mask(uint32_t mask) {
   return (inverse & (inverse + 1)) == 0;
 }
 
-// A record's member, or the default.
+// A record's member that every row of its table has: a missing one (a
+// misspelled member, a row written without it) is a programming error
+// (std::logic_error, which the call answers as a failure of the platform).
+inline int64_t required_integer(const Record &r, const char *member) {
+  auto it = r.find(member);
+  if (it == r.end() || it->second.index() != 0) throw std::logic_error(std::string("a row lacks integer member ") + member);
+  return std::get<int64_t>(it->second);
+}
+inline const std::string &required_text(const Record &r, const char *member) {
+  auto it = r.find(member);
+  if (it == r.end() || it->second.index() != 1) throw std::logic_error(std::string("a row lacks text member ") + member);
+  return std::get<std::string>(it->second);
+}
+
+// A record's member, or the default: for members a row may lack (a
+// counter not yet counted, an optional field, a row of an older saved
+// file written before the member existed).
 inline int64_t record_integer(const Record &r, const char *member, int64_t fallback = 0) {
   auto it = r.find(member);
   return it != r.end() && it->second.index() == 0 ? std::get<int64_t>(it->second) : fallback;

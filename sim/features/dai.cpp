@@ -6,7 +6,7 @@
 // {"ip" (host order, 0 any), "mac", "action"}; "dai_stats" (dynamic):
 // vlan -> the nine counters of OPEN_DAI_VLAN_STATS_t by field name.
 #include "platform/calls/10_dai.h"
-#include "sim/bind.h"
+#include "sim/features/common.h"
 
 namespace veltrum::sim {
 
@@ -41,20 +41,19 @@ using namespace calls::dai;
 
 VELTRUM_SIM_PART(dai, kFamily) {
   Store &store = sim.store();
-  store.define_table(kAcls);
-  store.define_table(kRules);
-  store.define_table(kStats);
+  Table &acls = store.define_table(kAcls);
+  Table &rules = store.define_table(kRules);
+  Table &stats = store.define_table(kStats);
+  SettingRef vlan_enable = store.setting("dai.vlan.enable");
   // A VLAN's ARP ACL names an existing ACL, which cannot be deleted while named.
-  store.refer("dai.vlan.acl", "arp_acls");
-
+  store.refer(store.setting("dai.vlan.acl"), acls);
 
   // VLANs with DAI data: enabled on the VLAN, or counters recorded for it.
-  sim.implement<CallId::rpcclt_openapiDaiVlanNextGet>([&sim](openapiClientHandle_t *, uint32_t vlan, uint32_t *next) {
+  sim.implement<CallId::rpcclt_openapiDaiVlanNextGet>([&sim, &stats, vlan_enable](openapiClientHandle_t *, uint32_t vlan, uint32_t *next) {
     if (!next) return OPEN_E_PARAM;
-    const Table &stats = sim.store().table("dai_stats");
     for (uint32_t v = vlan + 1; v <= sim.options().max_vlan; ++v) {
       if (!sim.vlan_exists(v)) continue;
-      if (sim.store().integer("dai.vlan.enable", v) || stats.find({int64_t{v}})) {
+      if (vlan_enable.integer(v) || stats.find({int64_t{v}})) {
         *next = v;
         return OPEN_E_NONE;
       }
@@ -63,75 +62,73 @@ VELTRUM_SIM_PART(dai, kFamily) {
   });
 
   sim.implement<CallId::rpcclt_openapiDaiVlanStatsGet>(
-      [&sim](openapiClientHandle_t *, uint32_t vlan, OPEN_DAI_VLAN_STATS_t *stats) {
-        if (!stats) return OPEN_E_PARAM;
+      [&sim, &stats](openapiClientHandle_t *, uint32_t vlan, OPEN_DAI_VLAN_STATS_t *out) {
+        if (!out) return OPEN_E_PARAM;
         if (!sim.vlan_exists(vlan)) return OPEN_E_NOT_FOUND;
         uint32_t counters[9] = {};
-        if (const Record *r = sim.store().table("dai_stats").find({int64_t{vlan}}))
+        if (const Record *r = stats.find({int64_t{vlan}}))
           for (size_t i = 0; i < 9; ++i)
             if (auto it = r->find(kCounterNames[i]); it != r->end())
               counters[i] = static_cast<uint32_t>(std::get<int64_t>(it->second));
         static_assert(sizeof(OPEN_DAI_VLAN_STATS_t) == sizeof counters);
-        std::memcpy(stats, counters, sizeof counters);
+        std::memcpy(out, counters, sizeof counters);
         return OPEN_E_NONE;
       });
 
   sim.implement<CallId::rpcclt_openapiArpAclNextGet>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *name, open_buffdesc *next) {
+      [&acls](openapiClientHandle_t *, const open_buffdesc *name, open_buffdesc *next) {
         std::string after = buffer_text(name);
-        const Table &acls = sim.store().table("arp_acls");
         auto *row = after.empty() ? acls.next({}) : acls.next({after});
         if (!row) return OPEN_E_NOT_FOUND;
         return fill_text(next, std::get<std::string>(row->first[0]));
       });
 
-  sim.implement<CallId::rpcclt_openapiArpAclCreate>([&sim](openapiClientHandle_t *, const open_buffdesc *name) {
+  sim.implement<CallId::rpcclt_openapiArpAclCreate>([&acls](openapiClientHandle_t *, const open_buffdesc *name) {
     std::string n = buffer_text(name);
     if (!valid_acl_name(n)) return OPEN_E_PARAM;
-    return sim.store().table("arp_acls").insert({n}, {});
+    return acls.insert({n}, {});
   });
 
-  sim.implement<CallId::rpcclt_openapiArpAclDelete>([&sim](openapiClientHandle_t *, const open_buffdesc *name) {
+  sim.implement<CallId::rpcclt_openapiArpAclDelete>([&sim, &acls, &rules](openapiClientHandle_t *, const open_buffdesc *name) {
     std::string n = buffer_text(name);
-    if (open_error_t rc = sim.store().remove_row("arp_acls", {n})) return rc;
-    sim.store().table("arp_acl_rules").erase_prefix({n});
+    if (open_error_t rc = sim.store().remove_row(acls, {n})) return rc;
+    rules.erase_prefix({n});
     return OPEN_E_NONE;
   });
 
   sim.implement<CallId::rpcclt_openapiArpAclRuleNextGetV2>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *name, uint32_t seq, uint32_t *nextSeq, uint32_t *ip,
+      [&acls, &rules](openapiClientHandle_t *, const open_buffdesc *name, uint32_t seq, uint32_t *nextSeq, uint32_t *ip,
              open_buffdesc *mac, OPEN_ARP_ACL_RULE_ACTION_t *action) {
         std::string n = buffer_text(name);
-        if (!sim.store().table("arp_acls").find({n})) return OPEN_E_NOT_FOUND;
-        auto *row = sim.store().table("arp_acl_rules").next({n, int64_t{seq}});
+        if (!acls.find({n})) return OPEN_E_NOT_FOUND;
+        auto *row = rules.next({n, int64_t{seq}});
         if (!row || row->first[0] != Value(n)) return OPEN_E_NOT_FOUND;
         const Record &r = row->second;
-        if (open_error_t rc = fill_text(mac, std::get<std::string>(r.at("mac")))) return rc;
+        if (open_error_t rc = fill_text(mac, required_text(r, "mac"))) return rc;
         if (nextSeq) *nextSeq = static_cast<uint32_t>(std::get<int64_t>(row->first[1]));
-        if (ip) *ip = static_cast<uint32_t>(std::get<int64_t>(r.at("ip")));
-        if (action) *action = static_cast<OPEN_ARP_ACL_RULE_ACTION_t>(std::get<int64_t>(r.at("action")));
+        if (ip) *ip = static_cast<uint32_t>(required_integer(r, "ip"));
+        if (action) *action = static_cast<OPEN_ARP_ACL_RULE_ACTION_t>(required_integer(r, "action"));
         return OPEN_E_NONE;
       });
 
   sim.implement<CallId::rpcclt_openapiArpAclRuleAdd>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *name, uint32_t seq, uint32_t ip,
+      [&acls, &rules](openapiClientHandle_t *, const open_buffdesc *name, uint32_t seq, uint32_t ip,
              const open_buffdesc *mac, OPEN_ARP_ACL_RULE_ACTION_t action) {
         std::string n = buffer_text(name);
         std::string m = buffer_text(mac);
-        if (!sim.store().table("arp_acls").find({n})) return OPEN_E_NOT_FOUND;
+        if (!acls.find({n})) return OPEN_E_NOT_FOUND;
         if (seq == 0 || !valid_mac(m)) return OPEN_E_PARAM;
         if (action != OPEN_ARP_ACL_RULE_ACTION_PERMIT && action != OPEN_ARP_ACL_RULE_ACTION_DENY) return OPEN_E_PARAM;
-        Table &rules = sim.store().table("arp_acl_rules");
         Key key{n, int64_t{seq}};
         if (!rules.find(key) && rules.with_prefix({n}).size() >= kRulesPerAcl) return OPEN_E_FULL;
         return rules.upsert(key, {{"ip", int64_t{ip}}, {"mac", m}, {"action", int64_t{action}}});
       });
 
   sim.implement<CallId::rpcclt_openapiArpAclRuleDelete>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *name, uint32_t seq) {
+      [&acls, &rules](openapiClientHandle_t *, const open_buffdesc *name, uint32_t seq) {
         std::string n = buffer_text(name);
-        if (!sim.store().table("arp_acls").find({n})) return OPEN_E_NOT_FOUND;
-        return sim.store().table("arp_acl_rules").erase({n, int64_t{seq}});
+        if (!acls.find({n})) return OPEN_E_NOT_FOUND;
+        return rules.erase({n, int64_t{seq}});
       });
 }
 

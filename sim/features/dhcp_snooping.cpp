@@ -13,6 +13,7 @@
 
 #include <cstring>
 #include <ctime>
+#include <iterator>
 
 #include "platform/calls/15_dhcp_snooping.h"
 #include "sim/bind.h"
@@ -41,27 +42,25 @@ int64_t monotonic_seconds() {
 // multicast or a loopback address.
 bool unicast_ipv4(uint32_t a) { return a != 0 && a != 0xffffffffu && (a >> 28) != 0xe && (a >> 24) != 127; }
 
-bool snooped(Sim &sim, uint32_t vlan) {
-  return sim.vlan_exists(vlan) && sim.store().integer("dhcpsnp.vlan.enable", vlan) != 0;
-}
+bool snooped(Sim &sim, SettingRef enable, uint32_t vlan) { return sim.vlan_exists(vlan) && enable.integer(vlan) != 0; }
 
-// The next binding of a type after `mac` ("" for the first); dynamic
-// bindings whose lease ran out are gone.
-const std::pair<const Key, Record> *next_binding(Store &store, OPEN_DS_BINDING_TYPE_t type, const std::string &mac) {
-  const Table &t = store.table(type == OPEN_DS_BINDING_STATIC ? "dhcpsnp_static" : "dhcpsnp_dynamic");
+// The next binding of a table after `mac` ("" for the first); dynamic
+// bindings whose lease ran out are gone (every dynamic row has "expires").
+const std::pair<const Key, Record> *next_binding(const Table &t, OPEN_DS_BINDING_TYPE_t type, const std::string &mac) {
   int64_t now = monotonic_seconds();
   for (auto *row = mac.empty() ? t.next({}) : t.next({mac}); row; row = t.next(row->first))
-    if (type == OPEN_DS_BINDING_STATIC || record_integer(row->second, "expires") > now) return row;
+    if (type == OPEN_DS_BINDING_STATIC || required_integer(row->second, "expires") > now) return row;
   return nullptr;
 }
 
-// A record's counters into a platform record of N uint32_t members.
+// A record's counters into a platform record of N uint32_t members (a
+// counter not counted yet is 0).
 template <typename T, size_t N>
-open_error_t counters_of(Sim &sim, const char *table, uint32_t ifNum, const char *const (&members)[N], T *out) {
+open_error_t counters_of(Sim &sim, const Table &table, uint32_t ifNum, const char *const (&members)[N], T *out) {
   static_assert(sizeof(T) == N * sizeof(uint32_t));
   if (!sim.intf_exists(ifNum, kPhyAndLag) || !out) return OPEN_E_PARAM;
   uint32_t values[N] = {};
-  if (const Record *r = sim.store().table(table).find({int64_t{ifNum}}))
+  if (const Record *r = table.find({int64_t{ifNum}}))
     for (size_t i = 0; i < N; ++i) values[i] = static_cast<uint32_t>(record_integer(*r, members[i]));
   std::memcpy(out, values, sizeof values);
   return OPEN_E_NONE;
@@ -76,75 +75,83 @@ using namespace calls::dhcp_snooping;
 
 VELTRUM_SIM_PART(dhcp_snooping, kFamily) {
   Store &store = sim.store();
-  store.define(kSettings);
-  for (const TableSpec *t : {&kStatic, &kDynamic, &kStats, &kRelayStats}) store.define_table(*t);
+  SettingRef vlan_enable = store.define(kSettings[0]);
+  SettingRef db_ip = store.define(kSettings[1]);
+  static_assert(std::size(kSettings) == 2);
+  Table &statics = store.define_table(kStatic);
+  Table &dynamics = store.define_table(kDynamic);
+  Table &stats = store.define_table(kStats);
+  Table &relay_stats = store.define_table(kRelayStats);
+  // The VLAN part (an earlier family) has defined its table already.
+  const Table &vlans = store.table("vlans");
 
   // ---- the database
 
   sim.implement<CallId::rpcclt_openapiDhcpSnoopingDbIpAddressGet>(
-      [&sim](openapiClientHandle_t *, uint32_t *ip) { return read_integer(sim.store(), "dhcpsnp.db.ip", 0, ip); });
-  sim.implement<CallId::rpcclt_openapiDsDbIpAddrSet>([&sim](openapiClientHandle_t *, uint32_t ip) {
+      [db_ip](openapiClientHandle_t *, uint32_t *ip) { return read_integer(db_ip, 0, ip); });
+  sim.implement<CallId::rpcclt_openapiDsDbIpAddrSet>([db_ip](openapiClientHandle_t *, uint32_t ip) {
     if (ip != 0 && !unicast_ipv4(ip)) return OPEN_E_PARAM;
-    return sim.store().set("dhcpsnp.db.ip", int64_t{ip});
+    return db_ip.set(int64_t{ip});
   });
   implement_constant<CallId::rpcclt_openapiDhcpSnoopingDbFileNameMaxLengthGet>(sim, uint32_t{OPEN_DS_DB_FILE_NAME_MAX});
 
   // ---- VLANs
 
   sim.implement<CallId::rpcclt_openapiDhcpSnoopingEnabledVlanRangeNextGet>(
-      [&sim](openapiClientHandle_t *, uint32_t *start, uint32_t *end) {
+      [&sim, &vlans, vlan_enable](openapiClientHandle_t *, uint32_t *start, uint32_t *end) {
         if (!start || !end) return OPEN_E_PARAM;
         // The existing VLANs after *end, in order.
-        const Table &vlans = sim.store().table("vlans");
         auto *row = vlans.next({int64_t{*end}});
-        while (row && !snooped(sim, static_cast<uint32_t>(std::get<int64_t>(row->first[0]))))
+        while (row && !snooped(sim, vlan_enable, static_cast<uint32_t>(std::get<int64_t>(row->first[0]))))
           row = vlans.next(row->first);
         if (!row) return OPEN_E_NOT_FOUND;
         uint32_t v = static_cast<uint32_t>(std::get<int64_t>(row->first[0]));
         *start = v;
-        while (snooped(sim, v + 1)) ++v;
+        while (snooped(sim, vlan_enable, v + 1)) ++v;
         *end = v;
         return OPEN_E_NONE;
       });
   // Every VLAN of the range must exist; nothing changes otherwise.
   sim.implement<CallId::rpcclt_openapiDsVlanConfigSet>(
-      [&sim](openapiClientHandle_t *, uint32_t start, uint32_t end, OPEN_CONTROL_t mode) {
+      [&sim, vlan_enable](openapiClientHandle_t *, uint32_t start, uint32_t end, OPEN_CONTROL_t mode) {
         if (start < 1 || start > end || end > sim.options().max_vlan || mode > OPEN_ENABLE) return OPEN_E_PARAM;
         for (uint32_t v = start; v <= end; ++v)
           if (!sim.vlan_exists(v)) return OPEN_E_NOT_FOUND;
         for (uint32_t v = start; v <= end; ++v)
-          if (open_error_t rc = sim.store().set("dhcpsnp.vlan.enable", v, int64_t{mode})) return rc;
+          if (open_error_t rc = vlan_enable.set(v, int64_t{mode})) return rc;
         return OPEN_E_NONE;
       });
 
   // ---- bindings
 
   sim.implement<CallId::rpcclt_openapiDsBindingGetNext>(
-      [&sim](openapiClientHandle_t *, OPEN_DS_BINDING_TYPE_t type, const open_buffdesc *mac, open_buffdesc *nextMac,
-             uint32_t *vlan, open_inet_addr_t *ip, uint32_t *ifNum, uint32_t *lease) {
+      [&statics, &dynamics](openapiClientHandle_t *, OPEN_DS_BINDING_TYPE_t type, const open_buffdesc *mac,
+                            open_buffdesc *nextMac, uint32_t *vlan, open_inet_addr_t *ip, uint32_t *ifNum,
+                            uint32_t *lease) {
         if (type != OPEN_DS_BINDING_STATIC && type != OPEN_DS_BINDING_DYNAMIC) return OPEN_E_PARAM;
-        auto *row = next_binding(sim.store(), type, mac_key(buffer_text(mac)));
+        auto *row = next_binding(type == OPEN_DS_BINDING_STATIC ? statics : dynamics, type, mac_key(buffer_text(mac)));
         if (!row) return OPEN_E_NOT_FOUND;
         const Record &r = row->second;
         if (open_error_t rc = fill_text(nextMac, std::get<std::string>(row->first[0]))) return rc;
-        if (vlan) *vlan = static_cast<uint32_t>(record_integer(r, "vlan"));
-        if (ifNum) *ifNum = static_cast<uint32_t>(record_integer(r, "port"));
+        if (vlan) *vlan = static_cast<uint32_t>(required_integer(r, "vlan"));
+        if (ifNum) *ifNum = static_cast<uint32_t>(required_integer(r, "port"));
         if (ip) {
           in_addr a{};
           *ip = {};
           ip->family = OPEN_AF_INET;
-          if (inet_pton(AF_INET, record_text(r, "ip").c_str(), &a) == 1) ip->addr.ipv4 = ntohl(a.s_addr);
+          if (inet_pton(AF_INET, required_text(r, "ip").c_str(), &a) == 1) ip->addr.ipv4 = ntohl(a.s_addr);
         }
         if (lease)
           *lease = type == OPEN_DS_BINDING_STATIC
                        ? 0
-                       : static_cast<uint32_t>(record_integer(r, "expires") - monotonic_seconds());
+                       : static_cast<uint32_t>(required_integer(r, "expires") - monotonic_seconds());
         return OPEN_E_NONE;
       });
   // A client station on an existing VLAN and interface, with a unicast
   // IPv4 address.
   sim.implement<CallId::rpcclt_openapiDsIpStaticBindingAdd>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, open_inet_addr_t ip, uint32_t ifNum) {
+      [&sim, &statics, &dynamics](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, open_inet_addr_t ip,
+                                  uint32_t ifNum) {
         std::string m = buffer_text(mac);
         if (!unicast_mac(m) || ip.family != OPEN_AF_INET || !unicast_ipv4(ip.addr.ipv4)) return OPEN_E_PARAM;
         if (!sim.intf_exists(ifNum, kPhyAndLag)) return OPEN_E_PARAM;
@@ -154,29 +161,27 @@ VELTRUM_SIM_PART(dhcp_snooping, kFamily) {
         inet_ntop(AF_INET, &a, text, sizeof text);
         Key key{mac_key(m)};
         if (open_error_t rc =
-                sim.store()
-                    .table("dhcpsnp_static")
-                    .upsert(key, {{"vlan", int64_t{vlan}}, {"ip", std::string(text)}, {"port", int64_t{ifNum}}}))
+                statics.upsert(key, {{"vlan", int64_t{vlan}}, {"ip", std::string(text)}, {"port", int64_t{ifNum}}}))
           return rc;
-        sim.store().table("dhcpsnp_dynamic").erase(key);
+        dynamics.erase(key);
         return OPEN_E_NONE;
       });
   sim.implement<CallId::rpcclt_openapiDsIpStaticBindingRemove>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *mac) {
+      [&statics](openapiClientHandle_t *, const open_buffdesc *mac) {
         std::string m = buffer_text(mac);
         if (!unicast_mac(m)) return OPEN_E_PARAM;
-        return sim.store().table("dhcpsnp_static").erase({mac_key(m)});
+        return statics.erase({mac_key(m)});
       });
 
   // ---- counters
 
   sim.implement<CallId::rpcclt_openapiDsIntfStatsGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, OPEN_DS_INTF_STATS_t *stats) {
-        return counters_of(sim, "dhcpsnp_stats", ifNum, kSnoopCounters, stats);
+      [&sim, &stats](openapiClientHandle_t *, uint32_t ifNum, OPEN_DS_INTF_STATS_t *out) {
+        return counters_of(sim, stats, ifNum, kSnoopCounters, out);
       });
   sim.implement<CallId::rpcclt_openapiDsL2RelayIntfStatsGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, OPEN_DS_L2RELAY_INTF_STATS_t *stats) {
-        return counters_of(sim, "l2relay_stats", ifNum, kRelayCounters, stats);
+      [&sim, &relay_stats](openapiClientHandle_t *, uint32_t ifNum, OPEN_DS_L2RELAY_INTF_STATS_t *out) {
+        return counters_of(sim, relay_stats, ifNum, kRelayCounters, out);
       });
 }
 

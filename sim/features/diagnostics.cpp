@@ -41,6 +41,7 @@
 
 #include "platform/calls/06_diagnostics.h"
 #include "sim/bind.h"
+#include "sim/features/common.h"
 #include "support/log.h"
 #include "support/process.h"
 
@@ -212,7 +213,7 @@ bool can_send_from(int af, const std::string &text) {
 
 // The address a probe sends from ("" for the machine's choice), or
 // OPEN_E_FAIL for a source the switch cannot send from.
-open_error_t resolve_source(Sim &sim, OPEN_AF_t family, OPEN_PROBE_SOURCE_t type, uint32_t ifNum,
+open_error_t resolve_source(Sim &sim, const Table &routing, OPEN_AF_t family, OPEN_PROBE_SOURCE_t type, uint32_t ifNum,
                             const open_buffdesc *srcAddr, std::string &source) {
   source.clear();
   switch (type) {
@@ -226,8 +227,8 @@ open_error_t resolve_source(Sim &sim, OPEN_AF_t family, OPEN_PROBE_SOURCE_t type
       // The model's routing interfaces have IPv4 addresses only.
       if (family != OPEN_AF_INET) return OPEN_E_FAIL;
       auto lock = sim.lock_model();
-      for (const auto &[key, row] : sim.store().table("vlan_routing").rows()) {
-        if (std::get<int64_t>(row.at("ifNum")) != ifNum) continue;
+      for (const auto &[key, row] : routing.rows()) {
+        if (required_integer(row, "ifNum") != ifNum) continue;
         auto it = row.find("addr");
         if (it != row.end()) source = std::get<std::string>(it->second);
         break;
@@ -263,10 +264,12 @@ void stop_probes() {
 using namespace calls::diagnostics;
 
 VELTRUM_SIM_PART(diagnostics, kFamily) {
+  // The routing interfaces (the interface part, an earlier family, defines them).
+  const Table &routing = sim.store().table("vlan_routing");
   sim.on_shutdown(stop_probes);
 
   sim.implement_unlocked<CallId::rpcclt_openapiPing>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *host, OPEN_AF_t family, uint32_t count,
+      [&sim, &routing](openapiClientHandle_t *, const open_buffdesc *host, OPEN_AF_t family, uint32_t count,
              uint32_t interval, uint32_t size, OPEN_PROBE_SOURCE_t srcType, uint32_t ifNum,
              const open_buffdesc *srcAddr, open_buffdesc *response) {
         if (!response_ok(response) || !family_ok(family) || count < 1 || count > kMaxPingCount || interval < 1 ||
@@ -275,7 +278,7 @@ VELTRUM_SIM_PART(diagnostics, kFamily) {
         std::string target = buffer_text(host);
         if (open_error_t rc = check_host(target, family)) return rc;
         std::string source;
-        if (open_error_t rc = resolve_source(sim, family, srcType, ifNum, srcAddr, source)) return rc;
+        if (open_error_t rc = resolve_source(sim, routing, family, srcType, ifNum, srcAddr, source)) return rc;
 
         std::vector<std::string> args{"ping", family == OPEN_AF_INET6 ? "-6" : "-4", "-c", std::to_string(count),
                                       "-i", std::to_string(interval), "-s", std::to_string(size)};
@@ -290,7 +293,7 @@ VELTRUM_SIM_PART(diagnostics, kFamily) {
       });
 
   sim.implement_unlocked<CallId::rpcclt_openapiTraceroute>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *host, OPEN_AF_t family, uint32_t probes,
+      [&sim, &routing](openapiClientHandle_t *, const open_buffdesc *host, OPEN_AF_t family, uint32_t probes,
              uint32_t interval, uint32_t initTtl, uint32_t maxTtl, uint32_t maxFail, uint32_t size, uint32_t port,
              OPEN_PROBE_SOURCE_t srcType, uint32_t ifNum, const open_buffdesc *srcAddr, open_buffdesc *response) {
         if (!response_ok(response) || !family_ok(family) || probes < 1 || probes > kMaxProbes || interval < 1 ||
@@ -300,7 +303,7 @@ VELTRUM_SIM_PART(diagnostics, kFamily) {
         std::string target = buffer_text(host);
         if (open_error_t rc = check_host(target, family)) return rc;
         std::string source;
-        if (open_error_t rc = resolve_source(sim, family, srcType, ifNum, srcAddr, source)) return rc;
+        if (open_error_t rc = resolve_source(sim, routing, family, srcType, ifNum, srcAddr, source)) return rc;
 
         // The interval is the pause between probes; the program takes more
         // than 10 as milliseconds. Port 0 is the program's default port.

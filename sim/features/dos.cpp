@@ -12,9 +12,9 @@ const SettingSpec kSmurf{.key = "dos.smurf", .scope = Scope::Global, .initial = 
 using namespace calls::dos;
 
 VELTRUM_SIM_PART(dos, kFamily) {
-  sim.store().define(kSmurf);
-  sim.implement<CallId::rpcclt_openapiDoSGlobalSmurfAttackModeSet>([&sim](openapiClientHandle_t *, OPEN_CONTROL_t mode) {
-    return sim.store().set("dos.smurf", int64_t{mode});
+  SettingRef smurf = sim.store().define(kSmurf);
+  sim.implement<CallId::rpcclt_openapiDoSGlobalSmurfAttackModeSet>([smurf](openapiClientHandle_t *, OPEN_CONTROL_t mode) {
+    return smurf.set(int64_t{mode});
   });
 }
 

@@ -8,6 +8,9 @@
 //     ifNum * 256 + slot;
 //   "dot1x_eapol_stats" rows: ifNum -> the port's EAPOL counters by their
 //     API names ("frameRx", ..., "lastFrameVer", "lastFrameSrc").
+#include <iterator>
+#include <memory>
+
 #include "platform/calls/13_dot1x.h"
 #include "sim/bind.h"
 #include "sim/features/common.h"
@@ -47,14 +50,22 @@ const TableSpec kEapolStats{"dot1x_eapol_stats", 64, false};
 // switch speaks.
 constexpr uint32_t kProtocolVersion = 2;
 
+// What the part keeps, resolved once when it is installed.
+struct Dot1x {
+  SettingRef admin;
+  SettingRef control;
+  Table &clients;
+  Table &eapol_stats;
+};
+
 // The clients of a port, in slot order.
-std::vector<const std::pair<const Key, Record> *> clients_of(const Store &store, uint32_t ifNum) {
-  return store.table("authmgr_clients").with_prefix({int64_t{ifNum}});
+std::vector<const std::pair<const Key, Record> *> clients_of(const Table &clients, uint32_t ifNum) {
+  return clients.with_prefix({int64_t{ifNum}});
 }
 
 // The client a logical port number names, or null.
-const Record *client(const Store &store, uint32_t lport) {
-  return store.table("authmgr_clients").find({int64_t{lport / kSlots}, int64_t{lport % kSlots}});
+const Record *client(const Table &clients, uint32_t lport) {
+  return clients.find({int64_t{lport / kSlots}, int64_t{lport % kSlots}});
 }
 
 uint32_t lport_of(const Key &key) {
@@ -63,30 +74,32 @@ uint32_t lport_of(const Key &key) {
 
 // The mode a port runs: force-authorized while the authentication manager
 // is disabled, its control mode otherwise.
-OPEN_AUTHMGR_PORT_CONTROL_t operating_mode(const Store &store, uint32_t ifNum) {
-  if (!store.integer("authmgr.admin")) return OPEN_AUTHMGR_PORT_FORCE_AUTHORIZED;
-  return static_cast<OPEN_AUTHMGR_PORT_CONTROL_t>(store.integer("authmgr.intf.control", ifNum));
+OPEN_AUTHMGR_PORT_CONTROL_t operating_mode(const Dot1x &d, uint32_t ifNum) {
+  if (!d.admin.integer()) return OPEN_AUTHMGR_PORT_FORCE_AUTHORIZED;
+  return static_cast<OPEN_AUTHMGR_PORT_CONTROL_t>(d.control.integer(ifNum));
 }
 
-bool has_authorized_client(const Store &store, uint32_t ifNum) {
-  for (auto *row : clients_of(store, ifNum))
+// A client row the control tool wrote may lack members: those it lacks
+// read as their defaults (unauthorized, no filter, no VLAN ...).
+bool has_authorized_client(const Table &clients, uint32_t ifNum) {
+  for (auto *row : clients_of(clients, ifNum))
     if (record_integer(row->second, "status") == OPEN_AUTHMGR_PORT_STATUS_AUTHORIZED) return true;
   return false;
 }
 
-void end_sessions(Store &store, uint32_t ifNum) { store.table("authmgr_clients").erase_prefix({int64_t{ifNum}}); }
+void end_sessions(Table &clients, uint32_t ifNum) { clients.erase_prefix({int64_t{ifNum}}); }
 
 // A guest or unauthenticated VLAN setting: 0 or a VLAN that exists.
 template <auto GetId, auto SetId>
-void port_vlan(Sim &sim, const char *key) {
-  sim.implement<GetId>([&sim, key](openapiClientHandle_t *, uint32_t ifNum, uint32_t *vlan) {
-    return read_integer(sim.store(), key, ifNum, vlan);
+void port_vlan(Sim &sim, SettingRef setting) {
+  sim.implement<GetId>([setting](openapiClientHandle_t *, uint32_t ifNum, uint32_t *vlan) {
+    return read_integer(setting, ifNum, vlan);
   });
-  sim.implement<SetId>([&sim, key](openapiClientHandle_t *, uint32_t ifNum, uint32_t vlan) {
+  sim.implement<SetId>([&sim, setting](openapiClientHandle_t *, uint32_t ifNum, uint32_t vlan) {
     if (!sim.intf_exists(ifNum, kPhy)) return OPEN_E_PARAM;
     if (vlan > sim.options().max_vlan) return OPEN_E_PARAM;
     if (vlan != 0 && !sim.vlan_exists(vlan)) return OPEN_E_NOT_FOUND;
-    return sim.store().set(key, ifNum, int64_t{vlan});
+    return setting.set(ifNum, int64_t{vlan});
   });
 }
 
@@ -102,10 +115,10 @@ void port_constant(Sim &sim, T value) {
 
 // A getter of one of a port's EAPOL counters.
 template <auto Id>
-void eapol_counter(Sim &sim, const char *member) {
-  sim.implement<Id>([&sim, member](openapiClientHandle_t *, uint32_t ifNum, uint32_t *count) {
+void eapol_counter(Sim &sim, const Table &stats, const char *member) {
+  sim.implement<Id>([&sim, &stats, member](openapiClientHandle_t *, uint32_t ifNum, uint32_t *count) {
     if (!sim.intf_exists(ifNum, kPhy) || !count) return OPEN_E_PARAM;
-    const Record *r = sim.store().table("dot1x_eapol_stats").find({int64_t{ifNum}});
+    const Record *r = stats.find({int64_t{ifNum}});
     *count = r ? static_cast<uint32_t>(record_integer(*r, member)) : 0;
     return OPEN_E_NONE;
   });
@@ -113,9 +126,9 @@ void eapol_counter(Sim &sim, const char *member) {
 
 // A getter of one number of a client.
 template <auto Id, typename T>
-void client_number(Sim &sim, const char *member, T fallback) {
-  sim.implement<Id>([&sim, member, fallback](openapiClientHandle_t *, uint32_t lport, T *out) {
-    const Record *r = client(sim.store(), lport);
+void client_number(Sim &sim, const Table &clients, const char *member, T fallback) {
+  sim.implement<Id>([&clients, member, fallback](openapiClientHandle_t *, uint32_t lport, T *out) {
+    const Record *r = client(clients, lport);
     if (!r) return OPEN_E_NOT_FOUND;
     if (!out) return OPEN_E_PARAM;
     *out = static_cast<T>(record_integer(*r, member, static_cast<int64_t>(fallback)));
@@ -124,9 +137,9 @@ void client_number(Sim &sim, const char *member, T fallback) {
 }
 
 template <auto Id>
-void client_text(Sim &sim, const char *member) {
-  sim.implement<Id>([&sim, member](openapiClientHandle_t *, uint32_t lport, open_buffdesc *out) {
-    const Record *r = client(sim.store(), lport);
+void client_text(Sim &sim, const Table &clients, const char *member) {
+  sim.implement<Id>([&clients, member](openapiClientHandle_t *, uint32_t lport, open_buffdesc *out) {
+    const Record *r = client(clients, lport);
     if (!r) return OPEN_E_NOT_FOUND;
     return fill_text(out, record_text(*r, member));
   });
@@ -138,49 +151,51 @@ using namespace calls::dot1x;
 
 VELTRUM_SIM_PART(dot1x, kFamily) {
   Store &store = sim.store();
-  store.define(kSettings);
-  store.define_table(kClients);
-  store.define_table(kEapolStats);
+  static_assert(std::size(kSettings) == 4);
+  // The part's handles, shared by its calls.
+  auto d = std::make_shared<Dot1x>(Dot1x{store.define(kSettings[0]), store.define(kSettings[1]),
+                                         store.define_table(kClients), store.define_table(kEapolStats)});
+  SettingRef guest_vlan = store.define(kSettings[2]);
+  SettingRef unauth_vlan = store.define(kSettings[3]);
 
   // Disabling the authentication manager ends every session.
-  sim.implement<CallId::rpcclt_openapiAuthMgrAdminModeSet>([&sim](openapiClientHandle_t *, OPEN_CONTROL_t mode) {
-    if (open_error_t rc = sim.store().set("authmgr.admin", int64_t{mode})) return rc;
-    if (mode == OPEN_DISABLE) sim.store().table("authmgr_clients").clear();
+  sim.implement<CallId::rpcclt_openapiAuthMgrAdminModeSet>([d](openapiClientHandle_t *, OPEN_CONTROL_t mode) {
+    if (open_error_t rc = d->admin.set(int64_t{mode})) return rc;
+    if (mode == OPEN_DISABLE) d->clients.clear();
     return OPEN_E_NONE;
   });
 
   sim.implement<CallId::rpcclt_openapiAuthMgrPortControlModeGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, OPEN_AUTHMGR_PORT_CONTROL_t *mode) {
-        return read_integer(sim.store(), "authmgr.intf.control", ifNum, mode);
+      [d](openapiClientHandle_t *, uint32_t ifNum, OPEN_AUTHMGR_PORT_CONTROL_t *mode) {
+        return read_integer(d->control, ifNum, mode);
       });
   // Another control mode ends the port's sessions.
   sim.implement<CallId::rpcclt_openapiAuthMgrPortControlModeSet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, OPEN_AUTHMGR_PORT_CONTROL_t mode) {
-        Store &s = sim.store();
+      [&sim, d](openapiClientHandle_t *, uint32_t ifNum, OPEN_AUTHMGR_PORT_CONTROL_t mode) {
         if (!sim.intf_exists(ifNum, kPhy)) return OPEN_E_PARAM;
-        int64_t before = s.integer("authmgr.intf.control", ifNum);
-        if (open_error_t rc = s.set("authmgr.intf.control", ifNum, int64_t{mode})) return rc;
-        if (before != mode) end_sessions(s, ifNum);
+        int64_t before = d->control.integer(ifNum);
+        if (open_error_t rc = d->control.set(ifNum, int64_t{mode})) return rc;
+        if (before != mode) end_sessions(d->clients, ifNum);
         return OPEN_E_NONE;
       });
   sim.implement<CallId::rpcclt_openapiAuthMgrPortOperatingControlModeGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, OPEN_AUTHMGR_PORT_CONTROL_t *mode) {
+      [&sim, d](openapiClientHandle_t *, uint32_t ifNum, OPEN_AUTHMGR_PORT_CONTROL_t *mode) {
         if (!sim.intf_exists(ifNum, kPhy) || !mode) return OPEN_E_PARAM;
-        *mode = operating_mode(sim.store(), ifNum);
+        *mode = operating_mode(*d, ifNum);
         return OPEN_E_NONE;
       });
   sim.implement<CallId::rpcclt_openapiAuthMgrPortStatusGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, OPEN_AUTHMGR_PORT_STATUS_t *status) {
+      [&sim, d](openapiClientHandle_t *, uint32_t ifNum, OPEN_AUTHMGR_PORT_STATUS_t *status) {
         if (!sim.intf_exists(ifNum, kPhy) || !status) return OPEN_E_PARAM;
         bool authorized = false;
-        switch (operating_mode(sim.store(), ifNum)) {
+        switch (operating_mode(*d, ifNum)) {
           case OPEN_AUTHMGR_PORT_FORCE_AUTHORIZED:
             authorized = true;
             break;
           case OPEN_AUTHMGR_PORT_FORCE_UNAUTHORIZED:
             break;
           default:
-            authorized = has_authorized_client(sim.store(), ifNum);
+            authorized = has_authorized_client(d->clients, ifNum);
         }
         *status = authorized ? OPEN_AUTHMGR_PORT_STATUS_AUTHORIZED : OPEN_AUTHMGR_PORT_STATUS_UNAUTHORIZED;
         return OPEN_E_NONE;
@@ -188,10 +203,9 @@ VELTRUM_SIM_PART(dot1x, kFamily) {
   // The authenticator's state: forced, or waiting for a client
   // (connecting), holding a client that failed (held), or authenticated.
   sim.implement<CallId::rpcclt_openapiDot1xPortPaeStateGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, OPEN_DOT1X_APM_STATES_t *state) {
-        const Store &s = sim.store();
+      [&sim, d](openapiClientHandle_t *, uint32_t ifNum, OPEN_DOT1X_APM_STATES_t *state) {
         if (!sim.intf_exists(ifNum, kPhy) || !state) return OPEN_E_PARAM;
-        switch (operating_mode(s, ifNum)) {
+        switch (operating_mode(*d, ifNum)) {
           case OPEN_AUTHMGR_PORT_FORCE_AUTHORIZED:
             *state = OPEN_DOT1X_APM_FORCE_AUTH;
             break;
@@ -199,17 +213,17 @@ VELTRUM_SIM_PART(dot1x, kFamily) {
             *state = OPEN_DOT1X_APM_FORCE_UNAUTH;
             break;
           default:
-            *state = has_authorized_client(s, ifNum) ? OPEN_DOT1X_APM_AUTHENTICATED
-                     : clients_of(s, ifNum).empty()  ? OPEN_DOT1X_APM_CONNECTING
-                                                     : OPEN_DOT1X_APM_HELD;
+            *state = has_authorized_client(d->clients, ifNum) ? OPEN_DOT1X_APM_AUTHENTICATED
+                     : clients_of(d->clients, ifNum).empty()  ? OPEN_DOT1X_APM_CONNECTING
+                                                              : OPEN_DOT1X_APM_HELD;
         }
         return OPEN_E_NONE;
       });
 
   port_vlan<CallId::rpcclt_openapiAuthMgrPortGuestVlanGet, CallId::rpcclt_openapiAuthMgrPortGuestVlanSet>(
-      sim, "authmgr.intf.guest_vlan");
+      sim, guest_vlan);
   port_vlan<CallId::rpcclt_openapiAuthMgrPortUnauthenticatedVlanGet,
-            CallId::rpcclt_openapiAuthMgrPortUnauthenticatedVlanSet>(sim, "authmgr.intf.unauth_vlan");
+            CallId::rpcclt_openapiAuthMgrPortUnauthenticatedVlanSet>(sim, unauth_vlan);
 
   // What the switch's ports can do, the same for each.
   port_constant<CallId::rpcclt_openapiAuthMgrPortAdminControlledDirectionsGet>(sim, OPEN_AUTHMGR_PORT_CTRL_BOTH);
@@ -219,70 +233,69 @@ VELTRUM_SIM_PART(dot1x, kFamily) {
   // Initialising restarts authentication on a port that authenticates its
   // clients: their sessions end. "Not initialising" changes nothing.
   sim.implement<CallId::rpcclt_openapiAuthMgrPortInitializeSet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, OPEN_BOOL_t initialize) {
-        Store &s = sim.store();
+      [&sim, d](openapiClientHandle_t *, uint32_t ifNum, OPEN_BOOL_t initialize) {
         if (!sim.intf_exists(ifNum, kPhy) || initialize > OPEN_TRUE) return OPEN_E_PARAM;
         if (initialize == OPEN_FALSE) return OPEN_E_NONE;
-        int64_t mode = s.integer("authmgr.intf.control", ifNum);
+        int64_t mode = d->control.integer(ifNum);
         if (mode != OPEN_AUTHMGR_PORT_AUTO && mode != OPEN_AUTHMGR_PORT_MAC_BASED) return OPEN_E_PARAM;
-        end_sessions(s, ifNum);
+        end_sessions(d->clients, ifNum);
         return OPEN_E_NONE;
       });
 
   // ---- clients
 
   sim.implement<CallId::rpcclt_openapiAuthMgrLogicalPortFirstGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, uint32_t *lport) {
+      [&sim, d](openapiClientHandle_t *, uint32_t ifNum, uint32_t *lport) {
         if (!sim.intf_exists(ifNum, kPhy) || !lport) return OPEN_E_PARAM;
-        auto rows = clients_of(sim.store(), ifNum);
+        auto rows = clients_of(d->clients, ifNum);
         if (rows.empty()) return OPEN_E_NOT_FOUND;
         *lport = lport_of(rows.front()->first);
         return OPEN_E_NONE;
       });
   sim.implement<CallId::rpcclt_openapiAuthMgrLogicalPortNextGet>(
-      [&sim](openapiClientHandle_t *, uint32_t lport, uint32_t *next) {
+      [&sim, d](openapiClientHandle_t *, uint32_t lport, uint32_t *next) {
         if (!next) return OPEN_E_PARAM;
         uint32_t ifNum = lport / kSlots;
         if (!sim.intf_exists(ifNum, kPhy)) return OPEN_E_PARAM;
-        auto *row = sim.store().table("authmgr_clients").next({int64_t{ifNum}, int64_t{lport % kSlots}});
+        auto *row = d->clients.next({int64_t{ifNum}, int64_t{lport % kSlots}});
         if (!row || row->first[0] != Value(int64_t{ifNum})) return OPEN_E_NOT_FOUND;
         *next = lport_of(row->first);
         return OPEN_E_NONE;
       });
-  client_number<CallId::rpcclt_openapiAuthMgrLogicalPortClientAuthStatusGet>(sim, "status",
+  client_number<CallId::rpcclt_openapiAuthMgrLogicalPortClientAuthStatusGet>(sim, d->clients, "status",
                                                                              OPEN_AUTHMGR_PORT_STATUS_UNAUTHORIZED);
-  client_text<CallId::rpcclt_openapiAuthMgrLogicalPortClientMacAddrGet>(sim, "mac");
-  client_text<CallId::rpcclt_openapiAuthMgrLogicalPortFilterIdGet>(sim, "filter");
-  client_text<CallId::rpcclt_openapiAuthMgrLogicalPortUserNameGet>(sim, "user");
-  client_number<CallId::rpcclt_openapiAuthMgrLogicalPortSessionTimeoutGet>(sim, "timeout", uint32_t{0});
-  client_number<CallId::rpcclt_openapiAuthMgrLogicalPortTerminationActionGet>(sim, "action",
+  client_text<CallId::rpcclt_openapiAuthMgrLogicalPortClientMacAddrGet>(sim, d->clients, "mac");
+  client_text<CallId::rpcclt_openapiAuthMgrLogicalPortFilterIdGet>(sim, d->clients, "filter");
+  client_text<CallId::rpcclt_openapiAuthMgrLogicalPortUserNameGet>(sim, d->clients, "user");
+  client_number<CallId::rpcclt_openapiAuthMgrLogicalPortSessionTimeoutGet>(sim, d->clients, "timeout", uint32_t{0});
+  client_number<CallId::rpcclt_openapiAuthMgrLogicalPortTerminationActionGet>(sim, d->clients, "action",
                                                                               OPEN_AUTHMGR_TERMINATION_DEFAULT);
-  client_number<CallId::rpcclt_openapiAuthMgrLogicalPortVlanAssignmentGet>(sim, "vlan", uint32_t{0});
+  client_number<CallId::rpcclt_openapiAuthMgrLogicalPortVlanAssignmentGet>(sim, d->clients, "vlan", uint32_t{0});
 
   // ---- EAPOL counters
 
-  eapol_counter<CallId::rpcclt_openapiDot1xPortEapolFramesRxGet>(sim, "frameRx");
-  eapol_counter<CallId::rpcclt_openapiDot1xPortEapolFramesTxGet>(sim, "frameTx");
-  eapol_counter<CallId::rpcclt_openapiDot1xPortEapolStartFramesRxGet>(sim, "startFrameRx");
-  eapol_counter<CallId::rpcclt_openapiDot1xPortEapolLogoffFramesRxGet>(sim, "logoffFrameRx");
-  eapol_counter<CallId::rpcclt_openapiDot1xPortLastEapolFrameVersionGet>(sim, "lastFrameVer");
-  eapol_counter<CallId::rpcclt_openapiDot1xPortInvalidEapolFramesRxGet>(sim, "invalidFrameRx");
-  eapol_counter<CallId::rpcclt_openapiDot1xPortEapLengthErrorFramesRxGet>(sim, "lenErrFrameRx");
-  eapol_counter<CallId::rpcclt_openapiDot1xPortEapRespIdFramesRxGet>(sim, "responseIdFrameRx");
-  eapol_counter<CallId::rpcclt_openapiDot1xPortEapResponseFramesRxGet>(sim, "responseFrameRx");
-  eapol_counter<CallId::rpcclt_openapiDot1xPortEapReqIdFramesTxGet>(sim, "requestIdFrameTx");
-  eapol_counter<CallId::rpcclt_openapiDot1xPortEapReqFramesTxGet>(sim, "requestFrameTx");
+  eapol_counter<CallId::rpcclt_openapiDot1xPortEapolFramesRxGet>(sim, d->eapol_stats, "frameRx");
+  eapol_counter<CallId::rpcclt_openapiDot1xPortEapolFramesTxGet>(sim, d->eapol_stats, "frameTx");
+  eapol_counter<CallId::rpcclt_openapiDot1xPortEapolStartFramesRxGet>(sim, d->eapol_stats, "startFrameRx");
+  eapol_counter<CallId::rpcclt_openapiDot1xPortEapolLogoffFramesRxGet>(sim, d->eapol_stats, "logoffFrameRx");
+  eapol_counter<CallId::rpcclt_openapiDot1xPortLastEapolFrameVersionGet>(sim, d->eapol_stats, "lastFrameVer");
+  eapol_counter<CallId::rpcclt_openapiDot1xPortInvalidEapolFramesRxGet>(sim, d->eapol_stats, "invalidFrameRx");
+  eapol_counter<CallId::rpcclt_openapiDot1xPortEapLengthErrorFramesRxGet>(sim, d->eapol_stats, "lenErrFrameRx");
+  eapol_counter<CallId::rpcclt_openapiDot1xPortEapRespIdFramesRxGet>(sim, d->eapol_stats, "responseIdFrameRx");
+  eapol_counter<CallId::rpcclt_openapiDot1xPortEapResponseFramesRxGet>(sim, d->eapol_stats, "responseFrameRx");
+  eapol_counter<CallId::rpcclt_openapiDot1xPortEapReqIdFramesTxGet>(sim, d->eapol_stats, "requestIdFrameTx");
+  eapol_counter<CallId::rpcclt_openapiDot1xPortEapReqFramesTxGet>(sim, d->eapol_stats, "requestFrameTx");
   // No frame seen yet: the zero address.
   sim.implement<CallId::rpcclt_openapiDot1xPortLastEapolFrameSourceGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, open_buffdesc *mac) {
+      [&sim, d](openapiClientHandle_t *, uint32_t ifNum, open_buffdesc *mac) {
         if (!sim.intf_exists(ifNum, kPhy)) return OPEN_E_PARAM;
-        const Record *r = sim.store().table("dot1x_eapol_stats").find({int64_t{ifNum}});
+        const Record *r = d->eapol_stats.find({int64_t{ifNum}});
         std::string source = r ? record_text(*r, "lastFrameSrc") : std::string();
         return fill_text(mac, source.empty() ? std::string("00:00:00:00:00:00") : source);
       });
-  sim.implement<CallId::rpcclt_openapiDot1xPortStatsClear>([&sim](openapiClientHandle_t *, uint32_t ifNum) {
+  sim.implement<CallId::rpcclt_openapiDot1xPortStatsClear>([&sim, d](openapiClientHandle_t *, uint32_t ifNum) {
     if (!sim.intf_exists(ifNum, kPhy)) return OPEN_E_PARAM;
-    sim.store().table("dot1x_eapol_stats").erase({int64_t{ifNum}});
+    d->eapol_stats.erase({int64_t{ifNum}});
     return OPEN_E_NONE;
   });
 }

@@ -205,11 +205,12 @@ class Flash {
 };
 
 // The files under "/tmp/fw" that tell the agent what to fetch, from the
-// offer's row (none without a row).
-void write_offer_files(Sim &sim) {
+// offer's row (none without a row). The control tool writes the row: a
+// member it left out gives an empty file, which the agent refuses as it
+// would a damaged offer.
+void write_offer_files(Sim &sim, const Table &offer) {
   std::string dir = sim.options().root + kOfferDir;
   const char *names[] = {"fw_write_image", "fw_write_magic", "fw_write_size", "fw_write_version"};
-  const Table &offer = sim.store().table(kOfferTable);
   const auto *row = offer.next({});
   if (!row) {
     for (const char *name : names) std::remove((dir + "/" + name).c_str());
@@ -231,20 +232,20 @@ VELTRUM_SIM_PART(firmware, kFamily) {
   flash->load();
   sim.on_boot([flash](Sim &) { flash->boot(); });
 
-  sim.store().define(kModel);
-  sim.store().define_table(kOffer);
-  sim.on_state_set([](Sim &s, const std::string &name) {
-    if (name == kOfferTable) write_offer_files(s);
+  SettingRef model = sim.store().define(kModel);
+  const Table &offer = sim.store().define_table(kOffer);
+  sim.on_state_set([&offer](Sim &s, const std::string &name) {
+    if (name == kOfferTable) write_offer_files(s, offer);
   });
-  sim.on_factory_defaults([](Sim &s) { write_offer_files(s); });
+  sim.on_factory_defaults([&offer](Sim &s) { write_offer_files(s, offer); });
 
   sim.implement<CallId::rpcclt_openapiSystemLocalUnitGet>([](openapiClientHandle_t *, uint32_t *unit) {
     if (!unit) return OPEN_E_PARAM;
     *unit = kLocalUnit;
     return OPEN_E_NONE;
   });
-  sim.implement<CallId::rpcclt_openapiSystemRegMachineModelGet>([&sim](openapiClientHandle_t *, open_buffdesc *model) {
-    return fill_text(model, sim.store().text(kModelKey));
+  sim.implement<CallId::rpcclt_openapiSystemRegMachineModelGet>([model](openapiClientHandle_t *, open_buffdesc *out) {
+    return fill_text(out, model.text());
   });
   // A code file a transfer brought in goes into its slot as an upgrade does.
   sim.set_image_writer([flash](Sim &, const std::string &label, const std::string &file) {

@@ -26,12 +26,13 @@ int64_t monotonic_seconds() {
 using namespace calls::loop_protection;
 
 VELTRUM_SIM_PART(loop_protection, kFamily) {
-  sim.store().define_table(kState);
+  Table &t = sim.store().define_table(kState);
 
-  // One member of a port's state, 0 when it saw nothing.
-  auto state = [&sim](uint32_t ifNum, const char *member, int64_t &out) {
+  // One member of a port's state, 0 when it saw nothing (the control tool
+  // writes rows with the members it sets).
+  auto state = [&sim, &t](uint32_t ifNum, const char *member, int64_t &out) {
     if (!sim.intf_exists(ifNum, kPhyAndLag)) return OPEN_E_PARAM;
-    const Record *r = sim.store().table("loop_state").find({int64_t{ifNum}});
+    const Record *r = t.find({int64_t{ifNum}});
     out = r ? record_integer(*r, member) : 0;
     return OPEN_E_NONE;
   };
@@ -67,8 +68,7 @@ VELTRUM_SIM_PART(loop_protection, kFamily) {
       });
 
   // Clearing forgets the counts, not whether the port is disabled now.
-  auto clear = [&sim](uint32_t ifNum) {
-    Table &t = sim.store().table("loop_state");
+  auto clear = [&t](uint32_t ifNum) {
     if (Record *r = t.find({int64_t{ifNum}})) {
       (*r)["count"] = int64_t{0};
       (*r)["last"] = int64_t{0};

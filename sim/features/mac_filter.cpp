@@ -15,24 +15,32 @@ namespace {
 const TableSpec kFilters{"mac_filters", OPEN_MAC_FILTER_MAX, true};
 const TableSpec kPorts{"mac_filter_ports", OPEN_MAC_FILTER_MAX * 64, true};
 
+// The part's tables.
+struct Filters {
+  Table &filters;
+  Table &ports;
+};
+
 // The key of an existing filter, or an error: the MAC text must name one
 // station, the VLAN must exist.
-open_error_t filter_key(Sim &sim, const open_buffdesc *mac, uint32_t vlan, Key &key, bool must_exist = true) {
+open_error_t filter_key(Sim &sim, const Filters &f, const open_buffdesc *mac, uint32_t vlan, Key &key,
+                        bool must_exist = true) {
   std::string m = buffer_text(mac);
   if (!unicast_mac(m)) return OPEN_E_PARAM;
   if (!sim.vlan_exists(vlan)) return OPEN_E_NOT_FOUND;
   key = {mac_key(m), int64_t{vlan}};
-  if (must_exist && !sim.store().table("mac_filters").find(key)) return OPEN_E_NOT_FOUND;
+  if (must_exist && !f.filters.find(key)) return OPEN_E_NOT_FOUND;
   return OPEN_E_NONE;
 }
 
 // The filter's ports of one direction as an array of interface numbers.
-open_error_t port_list(Sim &sim, const open_buffdesc *mac, uint32_t vlan, const char *dir, open_buffdesc *out) {
+open_error_t port_list(Sim &sim, const Filters &f, const open_buffdesc *mac, uint32_t vlan, const char *dir,
+                       open_buffdesc *out) {
   Key key;
-  if (open_error_t rc = filter_key(sim, mac, vlan, key)) return rc;
+  if (open_error_t rc = filter_key(sim, f, mac, vlan, key)) return rc;
   if (!out || !out->pstart) return OPEN_E_PARAM;
   Key prefix{key[0], key[1], std::string(dir)};
-  auto rows = sim.store().table("mac_filter_ports").with_prefix(prefix);
+  auto rows = f.ports.with_prefix(prefix);
   if (rows.size() * sizeof(uint32_t) > out->size) return OPEN_E_BUFFER;
   auto *p = static_cast<unsigned char *>(out->pstart);
   for (size_t i = 0; i < rows.size(); ++i) {
@@ -43,14 +51,13 @@ open_error_t port_list(Sim &sim, const open_buffdesc *mac, uint32_t vlan, const 
   return OPEN_E_NONE;
 }
 
-open_error_t port_change(Sim &sim, const open_buffdesc *mac, uint32_t vlan, const char *dir, uint32_t ifNum,
-                         bool add) {
+open_error_t port_change(Sim &sim, const Filters &f, const open_buffdesc *mac, uint32_t vlan, const char *dir,
+                         uint32_t ifNum, bool add) {
   Key key;
-  if (open_error_t rc = filter_key(sim, mac, vlan, key)) return rc;
+  if (open_error_t rc = filter_key(sim, f, mac, vlan, key)) return rc;
   if (!sim.intf_exists(ifNum, kPhyAndLag)) return OPEN_E_PARAM;
   Key port{key[0], key[1], std::string(dir), int64_t{ifNum}};
-  Table &ports = sim.store().table("mac_filter_ports");
-  return add ? ports.upsert(port, {}) : ports.erase(port);
+  return add ? f.ports.upsert(port, {}) : f.ports.erase(port);
 }
 
 }  // namespace
@@ -58,24 +65,23 @@ open_error_t port_change(Sim &sim, const open_buffdesc *mac, uint32_t vlan, cons
 using namespace calls::mac_filter;
 
 VELTRUM_SIM_PART(mac_filter, kFamily) {
-  sim.store().define_table(kFilters);
-  sim.store().define_table(kPorts);
+  const Filters f{sim.store().define_table(kFilters), sim.store().define_table(kPorts)};
 
-  sim.implement<CallId::rpcclt_openapiFilterCreate>([&sim](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan) {
+  sim.implement<CallId::rpcclt_openapiFilterCreate>([&sim, f](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan) {
     Key key;
-    if (open_error_t rc = filter_key(sim, mac, vlan, key, false)) return rc;
-    return sim.store().table("mac_filters").insert(key, {});
+    if (open_error_t rc = filter_key(sim, f, mac, vlan, key, false)) return rc;
+    return f.filters.insert(key, {});
   });
-  sim.implement<CallId::rpcclt_openapiFilterRemove>([&sim](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan) {
+  sim.implement<CallId::rpcclt_openapiFilterRemove>([&sim, f](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan) {
     Key key;
-    if (open_error_t rc = filter_key(sim, mac, vlan, key)) return rc;
-    sim.store().table("mac_filter_ports").erase_prefix(key);
-    return sim.store().table("mac_filters").erase(key);
+    if (open_error_t rc = filter_key(sim, f, mac, vlan, key)) return rc;
+    f.ports.erase_prefix(key);
+    return f.filters.erase(key);
   });
 
-  auto next_filter = [&sim](const Key &after, open_buffdesc *mac, uint32_t *vlan) {
+  auto next_filter = [f](const Key &after, open_buffdesc *mac, uint32_t *vlan) {
     if (!vlan) return OPEN_E_PARAM;
-    auto *row = sim.store().table("mac_filters").next(after);
+    auto *row = f.filters.next(after);
     if (!row) return OPEN_E_NOT_FOUND;
     if (open_error_t rc = fill_text(mac, std::get<std::string>(row->first[0]))) return rc;
     *vlan = static_cast<uint32_t>(std::get<int64_t>(row->first[1]));
@@ -91,28 +97,28 @@ VELTRUM_SIM_PART(mac_filter, kFamily) {
       });
 
   sim.implement<CallId::rpcclt_openapiFilterSrcIntfListGet>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, open_buffdesc *list) {
-        return port_list(sim, mac, vlan, "src", list);
+      [&sim, f](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, open_buffdesc *list) {
+        return port_list(sim, f, mac, vlan, "src", list);
       });
   sim.implement<CallId::rpcclt_openapiFilterDstIntfListGet>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, open_buffdesc *list) {
-        return port_list(sim, mac, vlan, "dst", list);
+      [&sim, f](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, open_buffdesc *list) {
+        return port_list(sim, f, mac, vlan, "dst", list);
       });
   sim.implement<CallId::rpcclt_openapiFilterSrcIntfAdd>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, uint32_t ifNum) {
-        return port_change(sim, mac, vlan, "src", ifNum, true);
+      [&sim, f](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, uint32_t ifNum) {
+        return port_change(sim, f, mac, vlan, "src", ifNum, true);
       });
   sim.implement<CallId::rpcclt_openapiFilterSrcIntfDelete>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, uint32_t ifNum) {
-        return port_change(sim, mac, vlan, "src", ifNum, false);
+      [&sim, f](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, uint32_t ifNum) {
+        return port_change(sim, f, mac, vlan, "src", ifNum, false);
       });
   sim.implement<CallId::rpcclt_openapiFilterDstIntfAdd>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, uint32_t ifNum) {
-        return port_change(sim, mac, vlan, "dst", ifNum, true);
+      [&sim, f](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, uint32_t ifNum) {
+        return port_change(sim, f, mac, vlan, "dst", ifNum, true);
       });
   sim.implement<CallId::rpcclt_openapiFilterDstIntfDelete>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, uint32_t ifNum) {
-        return port_change(sim, mac, vlan, "dst", ifNum, false);
+      [&sim, f](openapiClientHandle_t *, const open_buffdesc *mac, uint32_t vlan, uint32_t ifNum) {
+        return port_change(sim, f, mac, vlan, "dst", ifNum, false);
       });
 }
 

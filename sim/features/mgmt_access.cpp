@@ -26,22 +26,28 @@ bool valid_list_name(const std::string &name) {
   return !name.empty() && name.size() <= OPEN_MGMT_ACAL_NAME_MAX && text_matches(TextSyntax::NAME, name);
 }
 
+// The part's tables.
+struct Macal {
+  Table &lists;
+  Table &rules;
+};
+
 // The list row named `name`, or null.
-Record *list_named(Sim &sim, const open_buffdesc *name) {
-  return sim.store().table("macal_lists").find({buffer_text(name)});
-}
+Record *list_named(Table &lists, const open_buffdesc *name) { return lists.find({buffer_text(name)}); }
 
 // The rule of the list named `name` with `priority`: OPEN_E_NOT_FOUND when
 // either is missing.
-open_error_t rule_of(Sim &sim, const open_buffdesc *name, uint32_t priority, Record *&rule) {
-  if (!list_named(sim, name)) return OPEN_E_NOT_FOUND;
-  rule = sim.store().table("macal_rules").find({int64_t{priority}});
+open_error_t rule_of(const Macal &m, const open_buffdesc *name, uint32_t priority, Record *&rule) {
+  if (!list_named(m.lists, name)) return OPEN_E_NOT_FOUND;
+  rule = m.rules.find({int64_t{priority}});
   return rule ? OPEN_E_NONE : OPEN_E_NOT_FOUND;
 }
 
-bool any_active(Sim &sim) {
-  for (const auto &[key, r] : sim.store().table("macal_lists").rows())
-    if (record_integer(r, "active")) return true;
+// Every list row has "active", and every rule row its four members, from
+// their create.
+bool any_active(const Table &lists) {
+  for (const auto &[key, r] : lists.rows())
+    if (required_integer(r, "active")) return true;
   return false;
 }
 
@@ -51,79 +57,78 @@ using namespace calls::mgmt_access;
 
 VELTRUM_SIM_PART(mgmt_access, kFamily) {
   Store &store = sim.store();
-  store.define_table(kLists);
-  store.define_table(kRules);
-  store.define(kFiltered);
+  const Macal m{store.define_table(kLists), store.define_table(kRules)};
+  SettingRef filtered = store.define(kFiltered);
 
   // ---- the list
 
-  sim.implement<CallId::rpcclt_openapiMacalNameGet>([&sim](openapiClientHandle_t *, open_buffdesc *name) {
-    auto *row = sim.store().table("macal_lists").next({});
+  sim.implement<CallId::rpcclt_openapiMacalNameGet>([m](openapiClientHandle_t *, open_buffdesc *name) {
+    auto *row = m.lists.next({});
     if (!row) return OPEN_E_NOT_FOUND;
     return fill_text(name, std::get<std::string>(row->first[0]));
   });
-  sim.implement<CallId::rpcclt_openapiMacalListCreate>([&sim](openapiClientHandle_t *, const open_buffdesc *name) {
+  sim.implement<CallId::rpcclt_openapiMacalListCreate>([m](openapiClientHandle_t *, const open_buffdesc *name) {
     std::string n = buffer_text(name);
     if (!valid_list_name(n)) return OPEN_E_PARAM;
-    return sim.store().table("macal_lists").insert({n}, {{"active", int64_t{0}}});
+    return m.lists.insert({n}, {{"active", int64_t{0}}});
   });
-  sim.implement<CallId::rpcclt_openapiMacalListDelete>([&sim](openapiClientHandle_t *, const open_buffdesc *name) {
-    Record *list = list_named(sim, name);
+  sim.implement<CallId::rpcclt_openapiMacalListDelete>([m](openapiClientHandle_t *, const open_buffdesc *name) {
+    Record *list = list_named(m.lists, name);
     if (!list) return OPEN_E_NOT_FOUND;
-    if (record_integer(*list, "active")) return OPEN_E_INUSE;
-    sim.store().table("macal_rules").clear();
-    return sim.store().table("macal_lists").erase({buffer_text(name)});
+    if (required_integer(*list, "active")) return OPEN_E_INUSE;
+    m.rules.clear();
+    return m.lists.erase({buffer_text(name)});
   });
-  sim.implement<CallId::rpcclt_openapiMacalActivate>([&sim](openapiClientHandle_t *, const open_buffdesc *name) {
-    Record *list = list_named(sim, name);
+  sim.implement<CallId::rpcclt_openapiMacalActivate>([m](openapiClientHandle_t *, const open_buffdesc *name) {
+    Record *list = list_named(m.lists, name);
     if (!list) return OPEN_E_NOT_FOUND;
-    if (sim.store().table("macal_rules").size() == 0) return OPEN_E_EMPTY;
+    if (m.rules.size() == 0) return OPEN_E_EMPTY;
     (*list)["active"] = int64_t{1};
     return OPEN_E_NONE;
   });
-  sim.implement<CallId::rpcclt_openapiMacalDeactivate>([&sim](openapiClientHandle_t *, const open_buffdesc *name) {
-    Record *list = list_named(sim, name);
+  sim.implement<CallId::rpcclt_openapiMacalDeactivate>([m](openapiClientHandle_t *, const open_buffdesc *name) {
+    Record *list = list_named(m.lists, name);
     if (!list) return OPEN_E_NOT_FOUND;
     (*list)["active"] = int64_t{0};
     return OPEN_E_NONE;
   });
-  sim.implement<CallId::rpcclt_openapiMacalIsAnyListActivated>([&sim](openapiClientHandle_t *, OPEN_BOOL_t *active) {
+  sim.implement<CallId::rpcclt_openapiMacalIsAnyListActivated>([m](openapiClientHandle_t *, OPEN_BOOL_t *active) {
     if (!active) return OPEN_E_PARAM;
-    *active = any_active(sim) ? OPEN_TRUE : OPEN_FALSE;
+    *active = any_active(m.lists) ? OPEN_TRUE : OPEN_FALSE;
     return OPEN_E_NONE;
   });
-  sim.implement<CallId::rpcclt_openapiMacalStatsPacketsFilteredGet>([&sim](openapiClientHandle_t *, uint32_t *count) {
-    return read_integer(sim.store(), "macal.filtered", 0, count);
+  sim.implement<CallId::rpcclt_openapiMacalStatsPacketsFilteredGet>([filtered](openapiClientHandle_t *, uint32_t *count) {
+    return read_integer(filtered, 0, count);
   });
 
   // ---- rules
 
   sim.implement<CallId::rpcclt_openapiMacalRuleExists>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *name, uint32_t priority, OPEN_BOOL_t *exists) {
+      [m](openapiClientHandle_t *, const open_buffdesc *name, uint32_t priority, OPEN_BOOL_t *exists) {
         if (!exists || priority < 1 || priority > OPEN_MGMT_ACAL_PRIORITY_MAX) return OPEN_E_PARAM;
-        if (!list_named(sim, name)) return OPEN_E_NOT_FOUND;
-        *exists = sim.store().table("macal_rules").find({int64_t{priority}}) ? OPEN_TRUE : OPEN_FALSE;
+        if (!list_named(m.lists, name)) return OPEN_E_NOT_FOUND;
+        *exists = m.rules.find({int64_t{priority}}) ? OPEN_TRUE : OPEN_FALSE;
         return OPEN_E_NONE;
       });
   sim.implement<CallId::rpcclt_openapiMacalRuleEntryAdd>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *name, uint32_t priority) {
+      [m](openapiClientHandle_t *, const open_buffdesc *name, uint32_t priority) {
         if (priority < 1 || priority > OPEN_MGMT_ACAL_PRIORITY_MAX) return OPEN_E_PARAM;
-        if (!list_named(sim, name)) return OPEN_E_NOT_FOUND;
+        if (!list_named(m.lists, name)) return OPEN_E_NOT_FOUND;
         Record rule{{"action", int64_t{OPEN_MGMT_ACAL_DENY}},
                     {"service", int64_t{OPEN_MGMT_ACAL_SERVICE_ANY}},
                     {"ip", int64_t{0}},
                     {"mask", int64_t{0}}};
-        return sim.store().table("macal_rules").insert({int64_t{priority}}, rule);
+        return m.rules.insert({int64_t{priority}}, rule);
       });
   sim.implement<CallId::rpcclt_openapiMacalRuleRemove>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *name, uint32_t priority) {
-        if (!list_named(sim, name)) return OPEN_E_NOT_FOUND;
-        return sim.store().table("macal_rules").erase({int64_t{priority}});
+      [m](openapiClientHandle_t *, const open_buffdesc *name, uint32_t priority) {
+        if (!list_named(m.lists, name)) return OPEN_E_NOT_FOUND;
+        return m.rules.erase({int64_t{priority}});
       });
-  auto next_rule = [&sim](const open_buffdesc *name, uint32_t after, uint32_t *next) {
+  auto next_rule = [m](const open_buffdesc *name, uint32_t after, uint32_t *next) {
     if (!next) return OPEN_E_PARAM;
-    if (!list_named(sim, name)) return OPEN_E_NOT_FOUND;
-    auto *row = sim.store().table("macal_rules").next({int64_t{after}});
+    if (!list_named(m.lists, name)) return OPEN_E_NOT_FOUND;
+    auto *row = m.rules.next({int64_t{after}});
     if (!row) return OPEN_E_NOT_FOUND;
     *next = static_cast<uint32_t>(std::get<int64_t>(row->first[0]));
     return OPEN_E_NONE;
@@ -138,18 +143,18 @@ VELTRUM_SIM_PART(mgmt_access, kFamily) {
       });
 
   // One member of a rule: checked, written; read back.
-  auto change = [&sim](const open_buffdesc *name, uint32_t priority, bool valid, const Record &values) {
+  auto change = [m](const open_buffdesc *name, uint32_t priority, bool valid, const Record &values) {
     Record *rule = nullptr;
-    if (open_error_t rc = rule_of(sim, name, priority, rule)) return rc;
+    if (open_error_t rc = rule_of(m, name, priority, rule)) return rc;
     if (!valid) return OPEN_E_PARAM;
     for (const auto &[member, value] : values) (*rule)[member] = value;
     return OPEN_E_NONE;
   };
-  auto read = [&sim](const open_buffdesc *name, uint32_t priority, const char *member, auto *out) {
+  auto read = [m](const open_buffdesc *name, uint32_t priority, const char *member, auto *out) {
     Record *rule = nullptr;
     if (!out) return OPEN_E_PARAM;
-    if (open_error_t rc = rule_of(sim, name, priority, rule)) return rc;
-    *out = static_cast<std::remove_pointer_t<decltype(out)>>(record_integer(*rule, member));
+    if (open_error_t rc = rule_of(m, name, priority, rule)) return rc;
+    *out = static_cast<std::remove_pointer_t<decltype(out)>>(required_integer(*rule, member));
     return OPEN_E_NONE;
   };
   sim.implement<CallId::rpcclt_openapiMacalRuleActionAdd>(

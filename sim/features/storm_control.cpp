@@ -15,28 +15,31 @@ const SettingSpec kIntfAction{.key = "storm.intf.action", .scope = Scope::Intf, 
 using namespace calls::storm_control;
 
 VELTRUM_SIM_PART(storm_control, kFamily) {
-  sim.store().define(kIntfAction);
+  SettingRef intf_action = sim.store().define(kIntfAction);
+  // A plain setting of the family's rows, bound before any part.
+  SettingRef threshold = sim.store().setting("storm.intf.threshold");
 
   // Thresholds are bounded by the range of their settings.
   sim.implement<CallId::rpcclt_openapiStormControlThresholdMinMaxGet>(
-      [&sim](openapiClientHandle_t *, uint32_t *min, uint32_t *max) {
+      [threshold](openapiClientHandle_t *, uint32_t *min, uint32_t *max) {
         if (!min || !max) return OPEN_E_PARAM;
-        const SettingSpec &spec = sim.store().spec("storm.intf.threshold");
+        const SettingSpec &spec = threshold.spec();
         *min = static_cast<uint32_t>(spec.min);
         *max = static_cast<uint32_t>(spec.max);
         return OPEN_E_NONE;
       });
 
   sim.implement<CallId::rpcclt_openapiSwDevCtrlStormControlActionIntfGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, OPEN_STORMCONTROL_TYPE_t type, OPEN_STORMCONTROL_ACTION_t *action) {
+      [intf_action](openapiClientHandle_t *, uint32_t ifNum, OPEN_STORMCONTROL_TYPE_t type,
+                    OPEN_STORMCONTROL_ACTION_t *action) {
         if (!action) return OPEN_E_PARAM;
         Value v;
-        if (open_error_t rc = sim.store().get("storm.intf.action", ifNum, type, v)) return rc;
+        if (open_error_t rc = intf_action.get(ifNum, type, v)) return rc;
         *action = static_cast<OPEN_STORMCONTROL_ACTION_t>(std::get<int64_t>(v));
         return OPEN_E_NONE;
       });
-  auto set_action = [&sim](uint32_t ifNum, OPEN_STORMCONTROL_TYPE_t type, OPEN_STORMCONTROL_ACTION_t action) {
-    return sim.store().set("storm.intf.action", ifNum, type, int64_t{action});
+  auto set_action = [intf_action](uint32_t ifNum, OPEN_STORMCONTROL_TYPE_t type, OPEN_STORMCONTROL_ACTION_t action) {
+    return intf_action.set(ifNum, type, int64_t{action});
   };
   sim.implement<CallId::rpcclt_openapiSwDevCtrlBcastStormControlActionIntfSet>(
       [set_action](openapiClientHandle_t *, uint32_t ifNum, OPEN_STORMCONTROL_ACTION_t action) {

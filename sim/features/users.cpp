@@ -24,6 +24,7 @@
 #include <crypt.h>
 
 #include <chrono>
+#include <iterator>
 #include <memory>
 
 #include "platform/calls/04_users.h"
@@ -49,6 +50,18 @@ int64_t now_ms() {
       .count();
 }
 
+// The part's settings and tables.
+struct Users {
+  SettingRef lockout_attempts;
+  SettingRef lockout_seconds;
+  Table &users;
+  Table &status;
+  Table &secrets;
+};
+
+// The members read with a default: a status row a test wrote may lack
+// "locked_at" or "failures", and a user row of an older saved
+// configuration may lack "hash" (it holds "password") or "default".
 int64_t member(const Record &r, const char *key) {
   auto it = r.find(key);
   return it != r.end() && std::holds_alternative<int64_t>(it->second) ? std::get<int64_t>(it->second) : 0;
@@ -100,45 +113,53 @@ bool password_matches(Table &users, const std::string &user, const std::string &
 
 // Whether the user is locked out now; a lock whose time has passed is
 // lifted here.
-bool lock_in_force(Sim &sim, const std::string &user) {
-  Table &status = sim.store().table("user_status");
-  const Record *s = status.find({user});
+bool lock_in_force(const Users &u, const std::string &user) {
+  const Record *s = u.status.find({user});
   if (!s || member(*s, "locked") == 0) return false;
   if (!s->count("locked_at")) return true;
-  int64_t lockout_ms = sim.store().integer("users.lockout_seconds") * 1000;
+  int64_t lockout_ms = u.lockout_seconds.integer() * 1000;
   if (now_ms() - member(*s, "locked_at") < lockout_ms) return true;
-  status.erase({user});
+  u.status.erase({user});
   return false;
 }
 
-void learn_password(Sim &sim, const std::string &user, const std::string &password) {
-  sim.store().table("user_secrets").upsert({user}, {{"password", password}});
+void learn_password(const Users &u, const std::string &user, const std::string &password) {
+  u.secrets.upsert({user}, {{"password", password}});
 }
 
-void count_failure(Sim &sim, const std::string &user) {
-  Table &t = sim.store().table("user_status");
+void count_failure(const Users &u, const std::string &user) {
+  Table &t = u.status;
   Record r;
   if (const Record *old = t.find({user})) r = *old;
   int64_t failures = member(r, "failures") + 1;
-  int64_t limit = sim.store().integer("users.lockout_attempts");
+  int64_t limit = u.lockout_attempts.integer();
   r["failures"] = failures;
   r["locked"] = int64_t{limit > 0 && failures >= limit};
   if (limit > 0 && failures >= limit) r["locked_at"] = now_ms();
   t.upsert({user}, std::move(r));
 }
 
+// The handles by name, for the entry points the CLI calls (at a login, not
+// per platform call).
+Users users_of(Sim &sim) {
+  Store &store = sim.store();
+  return Users{store.setting("users.lockout_attempts"), store.setting("users.lockout_seconds"), store.table("users"),
+               store.table("user_status"), store.table("user_secrets")};
+}
+
 }  // namespace
 
 int64_t check_login(Sim &sim, const std::string &user, const std::string &password) {
-  Table &users = sim.store().table("users");
-  if (!users.find({user}) || lock_in_force(sim, user) || !password_matches(users, user, password)) return -1;
-  learn_password(sim, user, password);
-  return member(*users.find({user}), "level");
+  Users u = users_of(sim);
+  if (!u.users.find({user}) || lock_in_force(u, user) || !password_matches(u.users, user, password)) return -1;
+  learn_password(u, user, password);
+  return member(*u.users.find({user}), "level");
 }
 
 std::string known_password(Sim &sim, const std::string &user) {
-  const Record *secret = sim.store().table("user_secrets").find({user});
-  const Record *r = sim.store().table("users").find({user});
+  Users u = users_of(sim);
+  const Record *secret = u.secrets.find({user});
+  const Record *r = u.users.find({user});
   if (!secret || !r) return {};
   std::string password = text_member(*secret, "password");
   std::string hash = text_member(*r, "hash");
@@ -148,31 +169,31 @@ std::string known_password(Sim &sim, const std::string &user) {
 using namespace calls::users;
 
 VELTRUM_SIM_PART(users, kFamily) {
-  sim.store().define(kSettings);
-  sim.store().define_table(kUsers);
-  sim.store().define_table(kUserStatus);
-  sim.store().define_table(kUserSecrets);
-  sim.on_factory_defaults([](Sim &s) {
-    s.store().table("users").upsert({std::string("admin")}, {{"hash", hash_password("password")},
-                                                             {"level", int64_t{OPEN_LOGIN_ACCESS_READ_WRITE}},
-                                                             {"default", int64_t{1}}});
-    learn_password(s, "admin", "password");
+  Store &store = sim.store();
+  static_assert(std::size(kSettings) == 2);
+  const Users u{store.define(kSettings[0]), store.define(kSettings[1]), store.define_table(kUsers),
+                store.define_table(kUserStatus), store.define_table(kUserSecrets)};
+  sim.on_factory_defaults([u](Sim &) {
+    u.users.upsert({std::string("admin")}, {{"hash", hash_password("password")},
+                                           {"level", int64_t{OPEN_LOGIN_ACCESS_READ_WRITE}},
+                                           {"default", int64_t{1}}});
+    learn_password(u, "admin", "password");
   });
 
   sim.implement<CallId::rpcclt_openapiUserSessionAuthentication>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *userName, const open_buffdesc *password,
-             OPEN_LOGIN_TYPE_t, const open_buffdesc *, OPEN_LOGIN_ACCESS_LEVELS_t *level,
-             OPEN_USER_AUTH_METHOD_t *method, OPEN_BOOL_t *defaultPassword) {
+      [u](openapiClientHandle_t *, const open_buffdesc *userName, const open_buffdesc *password, OPEN_LOGIN_TYPE_t,
+          const open_buffdesc *, OPEN_LOGIN_ACCESS_LEVELS_t *level, OPEN_USER_AUTH_METHOD_t *method,
+          OPEN_BOOL_t *defaultPassword) {
         std::string user = buffer_text(userName);
-        Table &users = sim.store().table("users");
+        Table &users = u.users;
         if (!users.find({user})) return OPEN_E_FAIL;
-        if (lock_in_force(sim, user)) return OPEN_E_FAIL;
+        if (lock_in_force(u, user)) return OPEN_E_FAIL;
         if (!password_matches(users, user, buffer_text(password))) {
-          count_failure(sim, user);
+          count_failure(u, user);
           return OPEN_E_FAIL;
         }
-        sim.store().table("user_status").erase({user});
-        learn_password(sim, user, buffer_text(password));
+        u.status.erase({user});
+        learn_password(u, user, buffer_text(password));
         const Record *r = users.find({user});
         if (level) *level = static_cast<OPEN_LOGIN_ACCESS_LEVELS_t>(member(*r, "level"));
         if (method) *method = OPEN_AUTH_METHOD_LOCAL;
@@ -181,11 +202,11 @@ VELTRUM_SIM_PART(users, kFamily) {
       });
 
   sim.implement<CallId::rpcclt_openapiUserLockoutStatusGet>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *userName, OPEN_USER_LOCKOUT_STATUS_t *status) {
+      [u](openapiClientHandle_t *, const open_buffdesc *userName, OPEN_USER_LOCKOUT_STATUS_t *status) {
         std::string user = buffer_text(userName);
-        if (!sim.store().table("users").find({user})) return OPEN_E_NOT_FOUND;
+        if (!u.users.find({user})) return OPEN_E_NOT_FOUND;
         if (!status) return OPEN_E_PARAM;
-        *status = lock_in_force(sim, user) ? OPEN_USER_LOCKOUT_LOCKED : OPEN_USER_LOCKOUT_NONE;
+        *status = lock_in_force(u, user) ? OPEN_USER_LOCKOUT_LOCKED : OPEN_USER_LOCKOUT_NONE;
         return OPEN_E_NONE;
       });
 
@@ -198,8 +219,8 @@ VELTRUM_SIM_PART(users, kFamily) {
       });
 
   sim.implement<CallId::rpcclt_openapiValidateUserPassword>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *userName, const open_buffdesc *password) {
-        Table &users = sim.store().table("users");
+      [u](openapiClientHandle_t *, const open_buffdesc *userName, const open_buffdesc *password) {
+        Table &users = u.users;
         std::string user = buffer_text(userName);
         if (!users.find({user})) return OPEN_E_NOT_FOUND;
         return password_matches(users, user, buffer_text(password)) ? OPEN_E_NONE : OPEN_E_FAIL;
@@ -207,7 +228,7 @@ VELTRUM_SIM_PART(users, kFamily) {
 
   // Sets the password of an existing user, or creates a read-only user.
   sim.implement<CallId::rpcclt_openapiUserSet>(
-      [&sim](openapiClientHandle_t *, const open_buffdesc *userName, const open_buffdesc *password) {
+      [u](openapiClientHandle_t *, const open_buffdesc *userName, const open_buffdesc *password) {
         std::string user = buffer_text(userName);
         std::string pw = buffer_text(password);
         if (user.empty() || user.size() >= OPEN_USER_NAME_SIZE) return OPEN_E_PARAM;
@@ -216,7 +237,7 @@ VELTRUM_SIM_PART(users, kFamily) {
           if (c < 0x21 || c > 0x7e) return OPEN_E_PARAM;
         std::string hash = hash_password(pw);
         if (hash.empty()) return OPEN_E_INTERNAL;
-        Table &t = sim.store().table("users");
+        Table &t = u.users;
         Record r;
         if (const Record *old = t.find({user}))
           r = *old;
@@ -226,7 +247,7 @@ VELTRUM_SIM_PART(users, kFamily) {
         r["hash"] = hash;
         r["default"] = int64_t{0};
         if (open_error_t rc = t.upsert({user}, std::move(r))) return rc;
-        learn_password(sim, user, pw);
+        learn_password(u, user, pw);
         return OPEN_E_NONE;
       });
 }

@@ -60,16 +60,12 @@ using namespace calls::vlan_classify;
 
 VELTRUM_SIM_PART(vlan_classify, kFamily) {
   Store &store = sim.store();
-  store.define_table(kGroups);
-  store.define_table(kProtocols);
-  store.define_table(kPorts);
-  store.define_table(kMacVlans);
-  // Store::reset() empties tables and never re-creates them: the references
-  // stay valid for the life of the simulator.
-  Table &groups = store.table(kGroups.name);
-  Table &protocols = store.table(kProtocols.name);
-  Table &ports = store.table(kPorts.name);
-  Table &macs = store.table(kMacVlans.name);
+  // Store::reset() and load_json() empty tables in place and never
+  // re-create them: the references stay valid for the life of the simulator.
+  Table &groups = store.define_table(kGroups);
+  Table &protocols = store.define_table(kProtocols);
+  Table &ports = store.define_table(kPorts);
+  Table &macs = store.define_table(kMacVlans);
   Groups g{groups, protocols, ports};
 
   // ---------------------------------------------------------------- groups
@@ -109,7 +105,7 @@ VELTRUM_SIM_PART(vlan_classify, kFamily) {
       [&groups](openapiClientHandle_t *, uint32_t groupId, open_buffdesc *name) {
         const Record *r = groups.find({int64_t{groupId}});
         if (!r) return valid_group(groupId) ? OPEN_E_NOT_FOUND : OPEN_E_PARAM;
-        return fill_text(name, record_text(*r, "name"));
+        return fill_text(name, required_text(*r, "name"));
       });
 
   sim.implement<CallId::rpcclt_openapiPbVlanGroupNameSet>(
@@ -162,7 +158,7 @@ VELTRUM_SIM_PART(vlan_classify, kFamily) {
         if (!vlanId) return OPEN_E_PARAM;
         const Record *r = groups.find({int64_t{groupId}});
         if (!r) return valid_group(groupId) ? OPEN_E_NOT_FOUND : OPEN_E_PARAM;
-        int64_t vlan = record_integer(*r, "vlan");
+        int64_t vlan = required_integer(*r, "vlan");
         if (vlan == 0) return OPEN_E_NOT_FOUND;
         *vlanId = static_cast<uint32_t>(vlan);
         return OPEN_E_NONE;
@@ -174,7 +170,7 @@ VELTRUM_SIM_PART(vlan_classify, kFamily) {
         if (!r) return valid_group(groupId) ? OPEN_E_NOT_FOUND : OPEN_E_PARAM;
         if (vlanId == 0 || vlanId > sim.options().max_vlan) return OPEN_E_PARAM;
         if (!sim.vlan_exists(vlanId)) return OPEN_E_NOT_FOUND;
-        if (record_integer(*r, "vlan") != 0) return OPEN_E_EXISTS;
+        if (required_integer(*r, "vlan") != 0) return OPEN_E_EXISTS;
         (*r)["vlan"] = int64_t{vlanId};
         return OPEN_E_NONE;
       });
@@ -183,7 +179,7 @@ VELTRUM_SIM_PART(vlan_classify, kFamily) {
       [&groups](openapiClientHandle_t *, uint32_t groupId, uint32_t vlanId) {
         Record *r = groups.find({int64_t{groupId}});
         if (!r) return valid_group(groupId) ? OPEN_E_NOT_FOUND : OPEN_E_PARAM;
-        int64_t vlan = record_integer(*r, "vlan");
+        int64_t vlan = required_integer(*r, "vlan");
         if (vlan == 0 || vlan != int64_t{vlanId}) return OPEN_E_NOT_FOUND;
         (*r)["vlan"] = int64_t{0};
         return OPEN_E_NONE;
@@ -233,7 +229,7 @@ VELTRUM_SIM_PART(vlan_classify, kFamily) {
         std::string text = buffer_text(mac);
         if (!unicast_mac(text)) return OPEN_E_PARAM;
         const Record *r = macs.find({mac_key(text)});
-        if (!r || record_integer(*r, "vlan") != int64_t{vlanId}) return OPEN_E_NOT_FOUND;
+        if (!r || required_integer(*r, "vlan") != int64_t{vlanId}) return OPEN_E_NOT_FOUND;
         return macs.erase({mac_key(text)});
       });
 
@@ -244,7 +240,7 @@ VELTRUM_SIM_PART(vlan_classify, kFamily) {
         if (!unicast_mac(text)) return OPEN_E_PARAM;
         const Record *r = macs.find({mac_key(text)});
         if (!r) return OPEN_E_NOT_FOUND;
-        *vlanId = static_cast<uint32_t>(record_integer(*r, "vlan"));
+        *vlanId = static_cast<uint32_t>(required_integer(*r, "vlan"));
         return OPEN_E_NONE;
       });
 
@@ -256,7 +252,7 @@ VELTRUM_SIM_PART(vlan_classify, kFamily) {
         auto *row = after.empty() ? macs.next({}) : macs.next({mac_key(after)});
         if (!row) return OPEN_E_NOT_FOUND;
         if (open_error_t rc = fill_text(mac, std::get<std::string>(row->first[0]))) return rc;
-        *vlanId = static_cast<uint32_t>(record_integer(row->second, "vlan"));
+        *vlanId = static_cast<uint32_t>(required_integer(row->second, "vlan"));
         return OPEN_E_NONE;
       });
 }

@@ -19,6 +19,7 @@
 // do not exist yet when this part installs, so Sim::delete_vlan (below)
 // looks those up when it runs.
 #include <algorithm>
+#include <optional>
 #include <cstring>
 #include <vector>
 
@@ -37,9 +38,7 @@ const TableSpec kVlans{"vlans", kVlanCapacity, true};
 const TableSpec kMembers{"vlan_members", kVlanCapacity * 64, true};
 const TableSpec kDynamic{"vlan_dynamic", kVlanCapacity * 64, false};
 const TableSpec kProtected{"protected_ports", 256, true};
-const SettingSpec kSettings[] = {
-    {"vlan.intf.pvid", Scope::Intf, int64_t{1}, 1, 4093},
-};
+const SettingSpec kPvid{"vlan.intf.pvid", Scope::Intf, int64_t{1}, 1, 4093};
 
 constexpr int64_t kInclude = OPEN_VLAN_PARTICIPATION_MODE_INCLUDE;
 constexpr int64_t kExclude = OPEN_VLAN_PARTICIPATION_MODE_EXCLUDE;
@@ -80,55 +79,55 @@ int64_t mode_of(const Record &r) { return record_integer(r, "mode", kInclude); }
 
 using namespace calls::vlans;
 
-// Deleting a VLAN, shared by the platform call and the CLI's "no vlan".
-open_error_t Sim::delete_vlan(uint32_t vlanId) {
-  Table &vlans = store_.table("vlans");
-  if (vlanId == 1) return OPEN_E_PARAM;
-  if (open_error_t rc = check_vlan(*this, vlans, vlanId)) return rc;
-  if (store_.integer("network.mgmt_vlan") == vlanId) return OPEN_E_INUSE;
-  if (store_.has_table("vlan_routing") && store_.table("vlan_routing").find(vlan_key(vlanId))) return OPEN_E_INUSE;
-
-  vlans.erase(vlan_key(vlanId));
-  store_.table("vlan_members").erase_prefix(vlan_key(vlanId));
-  store_.table("vlan_dynamic").erase_prefix(vlan_key(vlanId));
-  for (const auto &i : interfaces_)
-    if ((intf_bit(i.type) & kPhyAndLag) && store_.integer("vlan.intf.pvid", i.ifNum) == vlanId)
-      store_.set("vlan.intf.pvid", i.ifNum, int64_t{1});
-  // VLAN classification (sim/features/vlan_classify.cpp, family 23): a
-  // protocol group names at most one VLAN in its "vlan" member (0: none) and
-  // is left without one; a MAC-based entry maps to a VLAN that exists, so
-  // the entries mapping to this one go. The checks for the tables keep this
-  // part free of an order with that family.
-  if (store_.has_table("pbvlan_groups")) {
-    Table &groups = store_.table("pbvlan_groups");
-    std::vector<Key> naming;
-    for (const auto &[key, r] : groups.rows())
-      if (record_integer(r, "vlan") == vlanId) naming.push_back(key);
-    for (const Key &key : naming) (*groups.find(key))["vlan"] = int64_t{0};
-  }
-  if (store_.has_table("vlan_mac")) {
-    Table &macs = store_.table("vlan_mac");
-    std::vector<Key> naming;
-    for (const auto &[key, r] : macs.rows())
-      if (record_integer(r, "vlan") == vlanId) naming.push_back(key);
-    for (const Key &key : naming) macs.erase(key);
-  }
-  // Every feature's per-VLAN settings (DAI, DHCP snooping, ...) go with it.
-  store_.forget_index(Scope::Vlan, vlanId);
-  return OPEN_E_NONE;
-}
-
 VELTRUM_SIM_PART(vlans, kFamily) {
   Store &store = sim.store();
-  store.define_table(kVlans);
-  store.define_table(kMembers);
-  store.define_table(kDynamic);
-  store.define_table(kProtected);
-  store.define(kSettings);
-  Table &vlans = store.table("vlans");
-  Table &members = store.table("vlan_members");
-  Table &dynamic = store.table("vlan_dynamic");
-  Table &protected_ports = store.table("protected_ports");
+  Table &vlans = store.define_table(kVlans);
+  Table &members = store.define_table(kMembers);
+  Table &dynamic = store.define_table(kDynamic);
+  Table &protected_ports = store.define_table(kProtected);
+  const SettingRef pvid = store.define(kPvid);
+  const SettingRef ingress_filter = store.setting("vlan.intf.ingress_filter");
+  const SettingRef frame_types = store.setting("vlan.intf.frame_types");
+  const Table &routing = store.table("vlan_routing");
+
+  // Deleting a VLAN, shared by the platform call and the CLI's "no vlan".
+  // The management VLAN (family 3) and VLAN classification (family 23)
+  // install after this part, so their state is found on the first deletion,
+  // once every part is installed. A protocol
+  // group names at most one VLAN in its "vlan" member (0: none) and is left
+  // without one; a MAC-based entry maps to a VLAN that exists, so the
+  // entries mapping to this one go.
+  sim.on_delete_vlan([&sim, &store, &vlans, &members, &dynamic, pvid, &routing,
+                      mgmt_vlan = std::optional<SettingRef>(), groups = (Table *)nullptr,
+                      macs = (Table *)nullptr](uint32_t vlanId) mutable {
+    if (!mgmt_vlan) mgmt_vlan = store.setting("network.mgmt_vlan");
+    if (vlanId == 1) return OPEN_E_PARAM;
+    if (open_error_t rc = check_vlan(sim, vlans, vlanId)) return rc;
+    if (mgmt_vlan->integer() == vlanId || routing.find(vlan_key(vlanId))) return OPEN_E_INUSE;
+    if (!groups && store.has_table("pbvlan_groups")) groups = &store.table("pbvlan_groups");
+    if (!macs && store.has_table("vlan_mac")) macs = &store.table("vlan_mac");
+
+    vlans.erase(vlan_key(vlanId));
+    members.erase_prefix(vlan_key(vlanId));
+    dynamic.erase_prefix(vlan_key(vlanId));
+    for (const auto &i : sim.interfaces())
+      if ((intf_bit(i.type) & kPhyAndLag) && pvid.integer(i.ifNum) == vlanId) pvid.set(i.ifNum, int64_t{1});
+    if (groups) {
+      std::vector<Key> naming;
+      for (const auto &[key, r] : groups->rows())
+        if (record_integer(r, "vlan") == vlanId) naming.push_back(key);
+      for (const Key &key : naming) (*groups->find(key))["vlan"] = int64_t{0};
+    }
+    if (macs) {
+      std::vector<Key> naming;
+      for (const auto &[key, r] : macs->rows())
+        if (record_integer(r, "vlan") == vlanId) naming.push_back(key);
+      for (const Key &key : naming) macs->erase(key);
+    }
+    // Every feature's per-VLAN settings (DAI, DHCP snooping, ...) go with it.
+    store.forget_index(Scope::Vlan, vlanId);
+    return OPEN_E_NONE;
+  });
 
   // VLAN 1 exists, and every port and LAG is its untagged member.
   sim.on_factory_defaults([&vlans, &members](Sim &s) {
@@ -253,15 +252,15 @@ VELTRUM_SIM_PART(vlans, kFamily) {
         return OPEN_E_NONE;
       });
 
-  sim.implement<CallId::openapiVlanIfPvidGet>([&sim](openapiClientHandle_t *, uint32_t ifNum, uint32_t *vlanId) {
-    return read_integer(sim.store(), "vlan.intf.pvid", ifNum, vlanId);
+  sim.implement<CallId::openapiVlanIfPvidGet>([pvid](openapiClientHandle_t *, uint32_t ifNum, uint32_t *vlanId) {
+    return read_integer(pvid, ifNum, vlanId);
   });
 
   sim.implement<CallId::rpcclt_openapiVlanIfPvidSet>(
-      [&sim, &vlans](openapiClientHandle_t *, uint32_t ifNum, uint32_t vlanId) {
+      [&sim, &vlans, pvid](openapiClientHandle_t *, uint32_t ifNum, uint32_t vlanId) {
         if (!sim.intf_exists(ifNum, kPhyAndLag)) return OPEN_E_PARAM;
         if (open_error_t rc = check_vlan(sim, vlans, vlanId)) return rc;
-        return sim.store().set("vlan.intf.pvid", ifNum, int64_t{vlanId});
+        return pvid.set(ifNum, int64_t{vlanId});
       });
 
   // ---- the VLAN lists of a port ----
@@ -302,11 +301,11 @@ VELTRUM_SIM_PART(vlans, kFamily) {
   sim.implement<CallId::rpcclt_openapiDot1qSwPortDynamicallyAddedVlanListGet>(port_list(dynamic_of));
 
   sim.implement<CallId::rpcclt_openapiQportsCurrentIngressFilteringGet>(
-      [&sim](openapiClientHandle_t *, uint32_t ifNum, OPEN_CONTROL_t *mode) {
+      [ingress_filter, frame_types](openapiClientHandle_t *, uint32_t ifNum, OPEN_CONTROL_t *mode) {
         if (!mode) return OPEN_E_PARAM;
         Value filter, frames;
-        if (open_error_t rc = sim.store().get("vlan.intf.ingress_filter", ifNum, filter)) return rc;
-        if (open_error_t rc = sim.store().get("vlan.intf.frame_types", ifNum, frames)) return rc;
+        if (open_error_t rc = ingress_filter.get(ifNum, filter)) return rc;
+        if (open_error_t rc = frame_types.get(ifNum, frames)) return rc;
         bool on = std::get<int64_t>(filter) == OPEN_ENABLE || std::get<int64_t>(frames) == OPEN_DOT1Q_ADMIT_VLAN_ONLY;
         *mode = on ? OPEN_ENABLE : OPEN_DISABLE;
         return OPEN_E_NONE;

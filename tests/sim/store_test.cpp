@@ -210,3 +210,90 @@ TEST_F(StoreTest, ANamedRowMustExistAndCannotBeRemovedWhileNamed) {
 }
 
 }  // namespace
+
+namespace {
+
+// Handles: resolved once, read and written without a lookup by name.
+TEST_F(StoreTest, AHandleReadsAndWritesAsTheKeyDoes) {
+  SettingRef rate = store.setting("i.rate");
+  EXPECT_EQ(rate.key(), "i.rate");
+  EXPECT_EQ(rate.spec().scope, Scope::Intf);
+  EXPECT_EQ(rate.set(3, Value{int64_t{-1}}), OPEN_E_NONE);
+  EXPECT_EQ(store.integer("i.rate", 3), -1);  // the string API sees the handle's write
+  EXPECT_EQ(rate.set(3, Value{int64_t{301}}), OPEN_E_PARAM);
+  EXPECT_EQ(rate.set(99, Value{int64_t{1}}), OPEN_E_PARAM);        // no such interface
+  EXPECT_EQ(rate.set(3, Value{std::string("1")}), OPEN_E_PARAM);   // wrong kind
+  EXPECT_EQ(rate.set(3, 1, Value{int64_t{1}}), OPEN_E_PARAM);      // no selectors
+  ASSERT_EQ(store.set("i.rate", 4, Value{int64_t{200}}), OPEN_E_NONE);
+  EXPECT_EQ(rate.integer(4), 200);  // and the handle the string API's
+  EXPECT_EQ(rate.integer(5), 15);   // the default
+  Value v;
+  EXPECT_EQ(rate.get(99, v), OPEN_E_PARAM);
+  EXPECT_EQ(rate.check_index(6), OPEN_E_NONE);
+
+  SettingRef acl = store.setting("v.acl");
+  EXPECT_EQ(acl.get(7, v), OPEN_E_NOT_FOUND);  // absent VLAN, as by key
+  EXPECT_EQ(acl.set(10, Value{std::string("a1")}), OPEN_E_NONE);
+  EXPECT_EQ(acl.text(10), "a1");
+  EXPECT_EQ(store.text("v.acl", 10), "a1");
+
+  SettingRef defined = store.define(SettingSpec{.key = "i.sel", .scope = Scope::Intf, .initial = int64_t{5},
+                                                .min = 0, .max = 100, .selectors = 2});
+  EXPECT_EQ(defined.set(2, 1, Value{int64_t{40}}), OPEN_E_NONE);
+  ASSERT_EQ(store.get("i.sel", 2, 1, v), OPEN_E_NONE);
+  EXPECT_EQ(std::get<int64_t>(v), 40);
+  EXPECT_EQ(defined.set(2, 2, Value{int64_t{40}}), OPEN_E_PARAM);  // no such selector
+}
+
+TEST_F(StoreTest, AnUnknownKeyOrTableStopsAtLookup) {
+  EXPECT_THROW(store.setting("i.rates"), std::logic_error);
+  EXPECT_THROW(store.table("acl"), std::logic_error);
+  EXPECT_THROW(store.define_table(kAcls), std::logic_error);  // twice
+  EXPECT_THROW(store.define(kSpecs[0]), std::logic_error);
+}
+
+TEST_F(StoreTest, HandlesStayValidAcrossResetAndLoad) {
+  SettingRef mode = store.setting("g.mode");
+  SettingRef rate = store.setting("i.rate");
+  Table &acls = store.table("acls");
+  Table &learned = store.table("learned");
+  ASSERT_EQ(mode.set(Value{int64_t{1}}), OPEN_E_NONE);
+  ASSERT_EQ(rate.set(2, Value{int64_t{100}}), OPEN_E_NONE);
+  ASSERT_EQ(acls.insert({std::string("web")}, {}), OPEN_E_NONE);
+  ASSERT_EQ(learned.insert({int64_t{1}}, {}), OPEN_E_NONE);
+  JsonPtr saved(store.save_json());
+
+  store.reset_dynamic();
+  EXPECT_EQ(learned.size(), 0u);
+  EXPECT_EQ(&learned, &store.table("learned"));
+
+  store.reset();
+  EXPECT_EQ(mode.integer(), 0);
+  EXPECT_EQ(acls.size(), 0u);
+  EXPECT_EQ(&acls, &store.table("acls"));
+
+  ASSERT_TRUE(store.load_json(saved.get()));
+  EXPECT_EQ(mode.integer(), 1);
+  EXPECT_EQ(rate.integer(2), 100);
+  EXPECT_NE(acls.find({std::string("web")}), nullptr);
+  EXPECT_EQ(&acls, &store.table("acls"));
+  // Writes through the handles still land in the store.
+  ASSERT_EQ(mode.set(Value{int64_t{0}}), OPEN_E_NONE);
+  EXPECT_EQ(store.integer("g.mode"), 0);
+}
+
+TEST_F(StoreTest, AReferenceByHandleGuardsItsRows) {
+  SettingRef acl = store.setting("v.acl");
+  Table &acls = store.table("acls");
+  store.refer(acl, acls);
+  EXPECT_EQ(acl.set(10, Value{std::string("web")}), OPEN_E_NOT_FOUND);
+  ASSERT_EQ(acls.insert({std::string("web")}, {}), OPEN_E_NONE);
+  EXPECT_EQ(acl.set(10, Value{std::string("web")}), OPEN_E_NONE);
+  EXPECT_TRUE(store.referenced(acls, {std::string("web")}));
+  EXPECT_EQ(store.remove_row(acls, {std::string("web")}), OPEN_E_INUSE);
+  EXPECT_EQ(acl.set(10, Value{std::string("")}), OPEN_E_NONE);
+  EXPECT_EQ(store.remove_row(acls, {std::string("web")}), OPEN_E_NONE);
+  EXPECT_THROW(store.refer(store.setting("i.rate"), acls), std::logic_error);
+}
+
+}  // namespace
