@@ -57,7 +57,13 @@ class Writer {
   // A buffer's contents with trailing zero bytes left out: callers hand the
   // platform zeroed buffers, so an output buffer costs nothing on the way in.
   void trimmed(const uint8_t *data, uint32_t size) {
+    // Trailing zeros are not sent; large list buffers are mostly zeros, so
+    // they are skipped a word at a time.
     uint32_t n = size;
+    for (uint64_t word = 0; n >= sizeof word; n -= sizeof word) {
+      std::memcpy(&word, data + n - sizeof word, sizeof word);
+      if (word) break;
+    }
     while (n > 0 && data[n - 1] == 0) --n;
     u32(n);
     bytes(data, n);
