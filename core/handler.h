@@ -526,6 +526,14 @@ struct Nested {
 // answers false; the element is then done.
 using ElementCheck = bool (*)(Outcome &out, const Element &e, bool deleting);
 
+// A platform result a resource's table maps: to success (`code` 0: the
+// delete of an entry already gone), or to an errCode of its own (-24 "the
+// address already has an entry").
+struct ResultCode {
+  int result;
+  int code;
+};
+
 // What a write does with an element that lacks a member it must have.
 // Arrays skip the element uncounted by default; a scalar write always fails.
 enum class MissingMember : uint8_t {
@@ -566,6 +574,9 @@ struct Resource {
   MissingMember missing = MissingMember::Skip;
   // POST and DELETE: the whole element's check, after its keys' checks.
   ElementCheck verify = nullptr;
+  // POST and DELETE: platform results of actions and setters mapped to
+  // success or to an errCode; any other failure counts as it is.
+  std::span<const ResultCode> results = {};
 
   const char *body_name() const { return body_key ? body_key : name; }
 };

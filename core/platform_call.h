@@ -87,6 +87,11 @@ struct LitText {};
 struct Skip {};
 template <typename S>
 struct Ipv4 {};
+// An argument a platform call looks up from other sources: the routing
+// interface of the element's VLAN is
+// Lookup<&rpcclt_openapiRtrVlanIntfIfNumGet, Idx<0>>.
+template <auto Fn, typename... S>
+struct Lookup {};
 // A prefix length (0..32) as a dotted network mask text: "255.255.255.0"
 // is 24, in and out.
 template <typename S>
@@ -591,6 +596,15 @@ struct Arg<RowIpv4<K>, P> {
 template <typename... S>
 struct Sources {};
 
+// A source's own failure, where it has one (a lookup that failed), else `rc`.
+template <typename A>
+int load_failure(const A &a, int rc) {
+  if constexpr (requires { a.status; })
+    return a.status != OPEN_E_NONE ? a.status : rc;
+  else
+    return rc;
+}
+
 template <auto Fn, typename Sig, typename Srcs>
 struct Call;
 template <auto Fn, typename... P, typename... S>
@@ -599,7 +613,11 @@ struct Call<Fn, open_error_t (*)(openapiClientHandle_t *, P...), Sources<S...>> 
   static int run(const Context &c) {
     std::tuple<Arg<S, P>...> args;
     bool loaded = std::apply([&](auto &...a) { return (a.load(c) && ... && true); }, args);
-    if (!loaded) return OPEN_E_PARAM;
+    if (!loaded) {
+      int rc = OPEN_E_PARAM;
+      std::apply([&](auto &...a) { ((rc = load_failure(a, rc)), ...); }, args);
+      return rc;
+    }
     int rc = std::apply([&](auto &...a) { return Fn(&g_client_handle, a.arg()...); }, args);
     if (rc == OPEN_E_NONE) std::apply([&](auto &...a) { (a.store(c), ...); }, args);
     return rc;
@@ -608,6 +626,25 @@ struct Call<Fn, open_error_t (*)(openapiClientHandle_t *, P...), Sources<S...>> 
 
 template <auto Fn, typename... S>
 using CallOf = Call<Fn, std::decay_t<decltype(Fn)>, Sources<S...>>;
+
+// A Lookup argument: what Fn(client, sources..., &out) answers. Its failure
+// is the call's result (a VLAN without routing interface: OPEN_E_NOT_FOUND).
+template <auto Fn, typename... S, typename P>
+struct Arg<Lookup<Fn, S...>, P> {
+  static_assert(kIsInteger<P>, "a looked-up argument feeds an integer parameter");
+  P held{};
+  int status = OPEN_E_NONE;
+  bool load(const Context &c) {
+    json_object *v = nullptr;
+    status = CallOf<Fn, S..., Val>::run({.e = c.e, .moving = c.moving, .out = &v});
+    int64_t n = 0;
+    bool ok = status == OPEN_E_NONE && read_int(v, n) && to_integer(n, held);
+    json_object_put(v);
+    return ok;
+  }
+  P arg() { return held; }
+  void store(const Context &) {}
+};
 
 template <typename F>
 struct Arity;
@@ -649,6 +686,10 @@ struct Describe<Q<K>> {
 template <typename S>
 struct Describe<Mask<S>> {
   static constexpr SourceRef ref = std::is_same_v<S, Val> ? SourceRef{SourceKind::Value} : Describe<S>::ref;
+};
+template <auto Fn, typename S0, typename... S>
+struct Describe<Lookup<Fn, S0, S...>> {
+  static constexpr SourceRef ref = Describe<S0>::ref;  // what the lookup reads of the element
 };
 template <typename S>
 struct Describe<Ipv4<S>> {

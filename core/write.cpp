@@ -88,6 +88,23 @@ void log_set_failure(const Field &f, const Element &e, json_object *value, int r
   }
 }
 
+// Whether a step's result fails the element: a result the resource maps
+// to success does not (the outcome's result is then success); one mapped to
+// a code sets that errCode.
+bool step_failed(Outcome &out, const Resource &r, int result) {
+  out.result = result;
+  if (result == OPEN_E_NONE) return false;
+  for (const ResultCode &m : r.results) {
+    if (m.result != result) continue;
+    if (m.code == 0) {
+      out.result = OPEN_E_NONE;
+      return false;
+    }
+    out.code(m.code);
+  }
+  return true;
+}
+
 struct Write {
   const Resource &root;
   Method method;
@@ -156,8 +173,7 @@ Written write_element(Write &w, const Resource &r, json_object *obj, const Eleme
 
   if (deleting) {
     if (r.remove) {
-      w.out.result = r.remove(e);
-      if (w.out.result != OPEN_E_NONE) {
+      if (step_failed(w.out, r, r.remove(e))) {
         action_failed(r, r.remove, r.remove_error, r.remove_log, "delete", e, w.out.result);
         ++w.out.apply_failures;
         return Written::Done;
@@ -165,8 +181,7 @@ Written write_element(Write &w, const Resource &r, json_object *obj, const Eleme
     }
   } else {
     if (r.create) {
-      w.out.result = r.create(e);
-      if (w.out.result != OPEN_E_NONE) {
+      if (step_failed(w.out, r, r.create(e))) {
         action_failed(r, r.create, r.create_error, r.create_log, "create", e, w.out.result);
         ++w.out.apply_failures;
         return Written::Done;
@@ -175,8 +190,7 @@ Written write_element(Write &w, const Resource &r, json_object *obj, const Eleme
     for (size_t i = 0; i < r.fields.size(); ++i) {
       const Field &f = r.fields[i];
       if (!wanted[i] || !f.set) continue;
-      w.out.result = f.set(e, values[i]);
-      if (w.out.result != OPEN_E_NONE) {
+      if (step_failed(w.out, r, f.set(e, values[i]))) {
         log_set_failure(f, e, values[i], w.out.result);
         ++w.out.apply_failures;
         return Written::Done;

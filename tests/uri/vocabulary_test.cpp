@@ -1,14 +1,18 @@
 // The walks and value conversions that declarations share, in-process
 // against a simulated switch: LAG walks, walks over numbers (a constant
-// range or a platform count), masks as prefix lengths, durations as four
-// members, number lists in the list notation and the set replacement.
+// range or a platform count), arguments looked up by another call, masks as
+// prefix lengths, durations as four members, platform results mapped to
+// success or a code, number lists in the list notation and the set
+// replacement.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
 #include "core/platform_call.h"
+#include "platform/calls/01_interfaces.h"
 #include "platform/calls/02_vlans.h"
+#include "platform/calls/03_network.h"
 #include "platform/calls/17_storm_control.h"
 #include "support/json_ptr.h"
 #include "tests/core/validate_test_util.h"
@@ -92,6 +96,52 @@ TEST_F(Vocabulary, MasksAreHandedAsPrefixLengthsAndSecondsAsFourMembers) {
   sim_.reset_counts();
   EXPECT_EQ(write(r, R"({"x":{"mask":"255.0.255.0"}})"), -1);
   EXPECT_EQ(sim_.count("rpcclt_openapiStormControlThresholdSet"), 0u);
+}
+
+TEST_F(Vocabulary, AnArgumentMayBeLookedUpAndAFailedLookupIsTheResult) {
+  add_vlan(10);
+  add_vlan(20);
+  ASSERT_EQ(rpcclt_openapiRtrVlanIntfCreate(&g_client_handle, 10), OPEN_E_NONE);
+  // The name of each VLAN's routing interface: the VLAN's number gives the
+  // interface, whose name the next call reads; a VLAN without one lists "".
+  static const Field kFields[] = {
+      {.key = "vlan", .check = any_number()},
+      {.key = "routing",
+       .get = get_or<0, &openapiIfNameGet, Lookup<&rpcclt_openapiRtrVlanIntfIfNumGet, Idx<0>>, ValText<60>>}};
+  EXPECT_EQ(read(Resource{.name = "x", .walk = vlans(), .fields = kFields}),
+            R"([{"vlan":1,"routing":0},{"vlan":10,"routing":"vlan 10"},{"vlan":20,"routing":0}])");
+}
+
+TEST_F(Vocabulary, PlatformResultsMayBeMappedToSuccessOrToACode) {
+  // Deleting a protected port that is not in the group: the switch answers
+  // -26, which this declaration reads as done; adding one twice in another
+  // group (-24) answers errCode 4242.
+  static const Field kFields[] = {{.key = "port", .check = port_check(1, "Port validation failed")},
+                                  {.key = "group", .check = choice(0, 2, "Invalid group %d"), .flags = kPost | kDelete}};
+  static const ResultCode kResults[] = {{OPEN_E_NOT_FOUND, 0}, {OPEN_E_EXISTS, 4242}};
+  const Resource r{.name = "x",
+                   .walk = physical_ports(),
+                   .fields = kFields,
+                   .aggregate = 4240,
+                   .create = act<&rpcclt_openapiProtectedPortGroupIntfAdd, Key<"group">, Idx<0>>,
+                   .remove = act<&rpcclt_openapiProtectedPortGroupIntfDelete, Key<"group">, Idx<0>>,
+                   .results = kResults};
+  auto remove = [&](const std::string &body) {
+    ResponseHolder holder{};
+    JsonPtr request(json_tokener_parse(body.c_str()));
+    resource_delete(r, nullptr, request.get(), &holder);
+    std::string text = holder.body;
+    std::free(holder.body);
+    return text;
+  };
+  EXPECT_EQ(remove(R"({"x":[{"port":3,"group":1}]})"),
+            R"({"resp":{"status":"success","respCode":0,"respMsg":"Operation success"}})");
+  ASSERT_EQ(write(r, R"({"x":[{"port":3,"group":1}]})"), 0);
+  ResponseHolder holder{};
+  JsonPtr again(json_tokener_parse(R"({"x":[{"port":3,"group":2}]})"));
+  resource_post(r, nullptr, again.get(), &holder);
+  EXPECT_NE(std::string(holder.body).find(R"("respCode":-1,"errCode":4242)"), std::string::npos) << holder.body;
+  std::free(holder.body);
 }
 
 TEST_F(Vocabulary, SetsAreReplacedRemovingFirst) {
