@@ -71,13 +71,20 @@ void index_from_values(const Resource &r, Element &e, json_object *const *values
 bool serves_get(const Resource &r) { return r.walk.kind != WalkKind::None; }
 
 bool serves_post(const Resource &r) {
-  if (r.create || (r.nested && serves_post(*r.nested->child))) return true;
+  if (r.create) return true;
+  for (const Nested &n : r.nested)
+    if (serves_post(*n.child)) return true;
   for (const Field &f : r.fields)
     if (f.set) return true;
   return false;
 }
 
-bool serves_delete(const Resource &r) { return r.remove || (r.nested && serves_delete(*r.nested->child)); }
+bool serves_delete(const Resource &r) {
+  if (r.remove) return true;
+  for (const Nested &n : r.nested)
+    if (serves_delete(*n.child)) return true;
+  return false;
+}
 
 // ---------------------------------------------------------------- registry
 
@@ -276,8 +283,8 @@ bool check_resource(const char *name, const Resource &r, const Chain *parent, co
   if (indexed_by_first_field(r) && (r.fields.empty() || !numeric_check(r.fields[0].check)))
     fault("its walk needs a numeric index key first", nullptr);
   if (r.walk.kind == WalkKind::List && !r.walk.next) fault("its list walk has no cursor", nullptr);
-  if (r.walk.kind == WalkKind::Scalar && r.nested && serves_post(*r.nested->child))
-    fault("a scalar write cannot hold the nested list", r.nested->key);
+  for (const Nested &n : r.nested)
+    if (r.walk.kind == WalkKind::Scalar && serves_post(*n.child)) fault("a scalar write cannot hold the nested list", n.key);
   if (r.create) sources(r.create, "create action", r.name, false);
   if (r.remove) sources(r.remove, "delete action", r.name, false);
   for (size_t i = 0; i < r.fields.size() && i < kMaxFields; ++i) {
@@ -291,10 +298,10 @@ bool check_resource(const char *name, const Resource &r, const Chain *parent, co
     if (f.get) sources(f.get, "getter", f.key, true);
     if (f.set) sources(f.set, "setter", f.key, false);
     if (serves_get(r) && !is_index(r, i) && (f.flags & kGet) && !f.get) fault("GET lists a key without getter:", f.key);
-    if ((f.flags & kPost) && !f.set && f.check.kind == CheckKind::None && !r.create && !r.nested)
+    if ((f.flags & kPost) && !f.set && f.check.kind == CheckKind::None && !r.create && r.nested.empty())
       fault("POST reads a key that nothing uses:", f.key);
   }
-  if (r.nested) ok = check_resource(name, *r.nested->child, &chain, layout) && ok;
+  for (const Nested &n : r.nested) ok = check_resource(name, *n.child, &chain, layout) && ok;
   return ok;
 }
 

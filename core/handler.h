@@ -564,7 +564,9 @@ struct Resource {
   ActBinding remove = {};
   const char *remove_error = nullptr;
   ActionLog remove_log = ActionLog::Rc;
-  const Nested *nested = nullptr;
+  // Lists nested in each element, in order ({&kRules, 1}, or an array of
+  // several: a port holding its VLAN lists and its protocol groups).
+  std::span<const Nested> nested = {};
   // A body member wrapping the array of elements ({"acls": [...]}), or null.
   const char *wrapper = nullptr;
   const char *wrapper_missing_log = nullptr;

@@ -131,15 +131,15 @@ bool read_element(Outcome &out, const Resource &r, const Element &e, json_object
       json_object_object_add(obj, f.key, value);
     }
   }
-  if (r.nested) {
+  for (const Nested &n : r.nested) {
     Element child_base;
-    child_base.resource = r.nested->child;
+    child_base.resource = n.child;
     child_base.connection = e.connection;
     child_base.index = e.index;
     child_base.parent = &e;
     json_object *children = json_object_new_array();
-    json_object_object_add(obj, r.nested->list_key ? r.nested->list_key : r.nested->key, children);
-    if (!walk_list(out, *r.nested->child, child_base, children)) return false;
+    json_object_object_add(obj, n.list_key ? n.list_key : n.key, children);
+    if (!walk_list(out, *n.child, child_base, children)) return false;
   }
   return true;
 }

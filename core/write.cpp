@@ -115,21 +115,21 @@ struct Write {
 
 Written write_element(Write &w, const Resource &r, json_object *obj, const Element *parent);
 
-// The children of one element under its Nested member.
+// The children of one element under each of its Nested members.
 Written write_children(Write &w, const Resource &r, json_object *obj, const Element &e) {
-  json_object *children = nullptr;
-  if (!json_object_object_get_ex(obj, r.nested->key, &children)) {
-    log_table_message(r.nested->missing_log ? r.nested->missing_log : "Parsing Error %s object ", r.nested->key);
-    return Written::Stop;
-  }
-  if (!json_object_is_type(children, json_type_array)) {
-    log_table_message(r.nested->not_array_log ? r.nested->not_array_log : "Parsing error - expected %s array ",
-                      r.nested->key);
-    return Written::Stop;
-  }
-  for (size_t c = 0; c < json_object_array_length(children); ++c)
-    if (write_element(w, *r.nested->child, json_object_array_get_idx(children, c), &e) == Written::Stop)
+  for (const Nested &n : r.nested) {
+    json_object *children = nullptr;
+    if (!json_object_object_get_ex(obj, n.key, &children)) {
+      log_table_message(n.missing_log ? n.missing_log : "Parsing Error %s object ", n.key);
       return Written::Stop;
+    }
+    if (!json_object_is_type(children, json_type_array)) {
+      log_table_message(n.not_array_log ? n.not_array_log : "Parsing error - expected %s array ", n.key);
+      return Written::Stop;
+    }
+    for (size_t c = 0; c < json_object_array_length(children); ++c)
+      if (write_element(w, *n.child, json_object_array_get_idx(children, c), &e) == Written::Stop) return Written::Stop;
+  }
   return Written::Done;
 }
 
@@ -197,7 +197,7 @@ Written write_element(Write &w, const Resource &r, json_object *obj, const Eleme
       }
     }
   }
-  return r.nested ? write_children(w, r, obj, e) : Written::Done;
+  return write_children(w, r, obj, e);
 }
 
 // The array of elements of a write, or null after logging why.

@@ -272,7 +272,7 @@ const Resource kConfig{.name = "acl_config",
                        .walk = list(type_walk),
                        .fields = kConfigFields,
                        .query = kConfigQuery,
-                       .nested = &kConfigNested};
+                       .nested = {&kConfigNested, 1}};
 
 // ---------------------------------------------------------------- the rule resources
 
@@ -670,7 +670,7 @@ const Resource kMacAcl{.name = "mac_aclrule_cfg",
                        .fields = kMacAclFields,
                        .aggregate = kMacRuleAggregate,
                        .query = kAclNameQuery,
-                       .nested = &kMacRules};
+                       .nested = {&kMacRules, 1}};
 
 // ---- ip_aclrule_cfg: {"aclname", "ipaclrule": [...]}, standard lists
 
@@ -701,7 +701,7 @@ const Resource kIpAcl{.name = "ip_aclrule_cfg",
                       .fields = kIpAclFields,
                       .aggregate = kIpRuleAggregate,
                       .query = kAclNameQuery,
-                      .nested = &kIpRules};
+                      .nested = {&kIpRules, 1}};
 
 // ---- ipextended_aclrule_cfg: {"name", "aclrules": [...]} under "ip_aclrule_cfg"
 
@@ -751,7 +751,7 @@ const Resource kExtendedAcl{.name = "ipextended_aclrule_cfg",
                             .aggregate = kExtendedRuleAggregate,
                             .body_key = "ip_aclrule_cfg",
                             .query = kAclNameQuery,
-                            .nested = &kExtendedRules};
+                            .nested = {&kExtendedRules, 1}};
 
 // ---- ipv6_aclrule_cfg: {"aclname", "aclrules": [...]}
 
@@ -804,7 +804,7 @@ const Resource kIpv6Acl{.name = "ipv6_aclrule_cfg",
                         .fields = kIpv6AclFields,
                         .aggregate = kIpv6RuleAggregate,
                         .query = kAclNameQuery,
-                        .nested = &kIpv6Rules};
+                        .nested = {&kIpv6Rules, 1}};
 
 // ---------------------------------------------------------------- acl_binding
 

@@ -194,7 +194,7 @@ const Resource kAclRule{.name = "dai_aclrule_cfg",
                         .fields = kAclFields,
                         .aggregate = kDaiAclRuleAggregate,
                         .query = kAclRuleQuery,
-                        .nested = &kAclRules,
+                        .nested = {&kAclRules, 1},
                         .wrapper = "acls",
                         .wrapper_missing_log = "Parsing error - acls"};
 

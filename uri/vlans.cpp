@@ -237,7 +237,7 @@ const Resource kMembership{.name = "swcfg_vlan_membership",
                            .fields = kMembershipFields,
                            .aggregate = kMembershipAggregate,
                            .query = kMembershipQuery,
-                           .nested = &kMemberNested,
+                           .nested = {&kMemberNested, 1},
                            .wrapper = "vlanMemberports"};
 
 // ---------------------------------------------------------------- vlan_advanced_cfg

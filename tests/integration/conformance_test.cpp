@@ -267,7 +267,7 @@ class Conformance : public veltrum::test::LoggedInSuite, public ::testing::WithP
   bool writes_generically() const {
     for (size_t i = 0; i < res_->fields.size(); ++i)
       if (posted(*res_, i) && (res_->fields[i].flags & kRefers)) return false;  // names an entry of elsewhere
-    return posts() && !res_->nested && res_->walk.kind != WalkKind::Single &&
+    return posts() && res_->nested.empty() && res_->walk.kind != WalkKind::Single &&
            !(res_->walk.kind == WalkKind::Scalar && res_->create);
   }
 

@@ -96,7 +96,7 @@ TEST(Declarations, BindingsThatNameWhatTheElementLacksAreRefusedByName) {
   static const Nested kNested{.key = "ports", .child = &kChild};
   static const Field kParent[] = {{.key = "mode", .check = flag("Invalid %d"), .flags = kPost}};
   refused("nested_under_scalar",
-          Resource{.name = "nested_under_scalar", .walk = scalar(), .fields = kParent, .nested = &kNested},
+          Resource{.name = "nested_under_scalar", .walk = scalar(), .fields = kParent, .nested = {&kNested, 1}},
           "a scalar write cannot hold the nested list ports");
 }
 

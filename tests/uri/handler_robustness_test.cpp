@@ -81,10 +81,10 @@ json_object *plausible(const Check &c) {
 json_object *element_of(const Resource &r) {
   json_object *el = json_object_new_object();
   for (const Field &f : r.fields) json_object_object_add(el, f.key, plausible(f.check));
-  if (r.nested) {
+  for (const Nested &n : r.nested) {
     json_object *children = json_object_new_array();
-    json_object_array_add(children, element_of(*r.nested->child));
-    json_object_object_add(el, r.nested->key, children);
+    json_object_array_add(children, element_of(*n.child));
+    json_object_object_add(el, n.key, children);
   }
   return el;
 }

@@ -1,6 +1,7 @@
 // The walks and value conversions that declarations share, in-process
 // against a simulated switch: LAG walks, walks over numbers (a constant
-// range or a platform count), arguments looked up by another call, masks as
+// range or a platform count), several lists in one element, arguments
+// looked up by another call, masks as
 // prefix lengths, durations as four members, platform results mapped to
 // success or a code, number lists in the list notation and the set
 // replacement.
@@ -74,6 +75,25 @@ TEST_F(Vocabulary, WalksOverLagsAndOverNumbers) {
   EXPECT_EQ(read(Resource{.name = "x", .walk = numbers(one_to_three), .fields = kIndexOnly}),
             R"([{"n":1},{"n":2},{"n":3}])");
   EXPECT_EQ(read(Resource{.name = "x", .walk = numbers(unreadable), .fields = kIndexOnly}), "[]");
+}
+
+TEST_F(Vocabulary, AnElementMayHoldSeveralLists) {
+  ASSERT_EQ(rpcclt_openapiProtectedPortGroupIntfAdd(&g_client_handle, 2, 7), OPEN_E_NONE);
+  static const Field kGroupFields[] = {
+      {.key = "group", .check = any_number()},
+      {.key = "ports", .get = get<&rpcclt_openapiProtectedPortGroupIntfListGet, Idx<0>, NumList<>>}};
+  static const Resource kGroups{.name = "groups", .walk = numbers(1, 2), .fields = kGroupFields};
+  static const Field kLagFields[] = {{.key = "lag", .check = port_check(2, "Port validation failed")},
+                                     {.key = "pvid", .get = platform_get<&openapiVlanIfPvidGet>}};
+  static const Resource kLags{.name = "lags", .walk = lags(), .fields = kLagFields};
+  static const Nested kLists[] = {{.key = "groups", .child = &kGroups}, {.key = "lags", .child = &kLags}};
+  static const Field kFields[] = {{.key = "max", .get = platform_get<&rpcclt_openapiDot1VlanMaxGet>}};
+  const Resource r{.name = "x", .walk = scalar(), .fields = kFields, .nested = kLists};
+  EXPECT_TRUE(check_declaration("several_lists", r));
+  std::string answer = read(r);
+  EXPECT_EQ(answer.rfind(R"({"max":4093,"groups":[{"group":1,"ports":""},{"group":2,"ports":"7"}],"lags":[)", 0), 0u)
+      << answer;
+  EXPECT_NE(answer.find(R"({"lag":40,"pvid":1}]})"), std::string::npos) << answer;
 }
 
 TEST_F(Vocabulary, MasksAreHandedAsPrefixLengthsAndSecondsAsFourMembers) {
