@@ -383,57 +383,36 @@ struct Arg<Skip, P> {
   void store(const Context &) {}
 };
 
-// An address as host-order uint32_t (in) or uint32_t * (out).
-template <typename S, typename P>
-struct Arg<Ipv4<S>, P> {
-  uint32_t held = 0;
-  bool load(const Context &c) {
-    if constexpr (std::is_pointer_v<P>) {
-      return true;
-    } else {
-      json_object *v = nullptr;
-      if constexpr (std::is_same_v<S, Val>) v = c.in;
-      else v = source_of(c, S{});
-      std::string t;
-      return read_text(v, t) && parse_ipv4(t.c_str(), held);
-    }
-  }
-  P arg() {
-    if constexpr (std::is_pointer_v<P>)
-      return &held;
-    else
-      return held;
-  }
-  void store(const Context &c) {
-    if constexpr (std::is_pointer_v<P>)
-      if (c.out) *c.out = ipv4_json(held);
-  }
-  template <Name K>
-  static json_object *source_of(const Context &c, Key<K>) { return source_value(c, K.text, false); }
-  template <Name K>
-  static json_object *source_of(const Context &c, Q<K>) { return source_value(c, K.text, true); }
-};
-
 // Mask texts and prefix lengths (false for a text that is no contiguous
 // mask); seconds split into days, hours, minutes and seconds.
 bool mask_prefix(const std::string &text, uint32_t &prefix_len);
 json_object *mask_json(uint32_t prefix_len);
 void duration_into(const Context &c, const char *prefix, uint64_t seconds);
 
-template <typename S, typename P>
-struct Arg<Mask<S>, P> {
-  static_assert(kIsInteger<std::remove_pointer_t<P>>, "a prefix length is a number");
+// The JSON value a text-converted source reads: the setter's value, another
+// member or a query variable.
+template <Name K>
+json_object *text_source_of(const Context &c, Key<K>) { return source_value(c, K.text, false); }
+template <Name K>
+json_object *text_source_of(const Context &c, Q<K>) { return source_value(c, K.text, true); }
+template <typename S>
+json_object *text_source(const Context &c) {
+  if constexpr (std::is_same_v<S, Val>) return c.in;
+  else return text_source_of(c, S{});
+}
+
+// A number handed to the platform as a text converted on the way in
+// (P a value) and answered as a text on the way out (P a pointer);
+// Convert::parse and Convert::json are the two ways.
+template <typename S, typename P, typename Convert>
+struct ConvertedArg {
   std::remove_pointer_t<P> held{};
   bool load(const Context &c) {
     if constexpr (std::is_pointer_v<P>) {
       return true;
     } else {
-      json_object *v = nullptr;
-      if constexpr (std::is_same_v<S, Val>) v = c.in;
-      else v = Arg<Ipv4<S>, uint32_t>::source_of(c, S{});
       std::string t;
-      uint32_t prefix = 0;
-      return read_text(v, t) && mask_prefix(t, prefix) && to_integer(prefix, held);
+      return read_text(text_source<S>(c), t) && Convert::parse(t, held);
     }
   }
   P arg() {
@@ -444,8 +423,33 @@ struct Arg<Mask<S>, P> {
   }
   void store(const Context &c) {
     if constexpr (std::is_pointer_v<P>)
-      if (c.out) *c.out = mask_json(static_cast<uint32_t>(held));
+      if (c.out) *c.out = Convert::json(held);
   }
+};
+
+// A dotted address as a host-order uint32_t.
+struct Ipv4Text {
+  static bool parse(const std::string &t, uint32_t &held) { return parse_ipv4(t.c_str(), held); }
+  static json_object *json(uint32_t held) { return ipv4_json(held); }
+};
+// A dotted mask as a prefix length.
+struct MaskText {
+  template <typename H>
+  static bool parse(const std::string &t, H &held) {
+    uint32_t prefix = 0;
+    return mask_prefix(t, prefix) && to_integer(prefix, held);
+  }
+  template <typename H>
+  static json_object *json(H held) {
+    return mask_json(static_cast<uint32_t>(held));
+  }
+};
+
+template <typename S, typename P>
+struct Arg<Ipv4<S>, P> : ConvertedArg<S, P, Ipv4Text> {};
+template <typename S, typename P>
+struct Arg<Mask<S>, P> : ConvertedArg<S, P, MaskText> {
+  static_assert(kIsInteger<std::remove_pointer_t<P>>, "a prefix length is a number");
 };
 
 template <Name K, typename P>

@@ -9,21 +9,9 @@
 namespace {
 
 using veltrum::test::HttpResponse;
+using veltrum::test::range_refusal;
+using veltrum::test::RangeCase;
 using veltrum::test::json_at;
-
-// The answer to a value just outside a range: errCode 9 with the value, the
-// range's label and its bounds.
-std::string range_refusal(int64_t value, const char *label, int64_t min, int64_t max) {
-  return R"({"resp":{"status":"failure","respCode":-1,"errCode":9,"errMsgArgs":{"value":)" + std::to_string(value) +
-         R"(,"params":")" + label + R"(","min":)" + std::to_string(min) + R"(,"max":)" + std::to_string(max) + "}}}";
-}
-
-struct RangeCase {
-  const char *key;
-  const char *label;
-  int64_t min;
-  int64_t max;
-};
 
 class DosTest : public veltrum::test::ResourceSuite {
  protected:

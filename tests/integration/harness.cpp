@@ -558,4 +558,9 @@ size_t ResourceSuite::list_length(const HttpResponse &r, const char *key) {
 int64_t ResourceSuite::err_code(const HttpResponse &r) { return json_int_at(r.json().get(), {"resp", "errCode"}); }
 int64_t ResourceSuite::resp_code(const HttpResponse &r) { return json_int_at(r.json().get(), {"resp", "respCode"}); }
 
+std::string range_refusal(int64_t value, const char *label, int64_t min, int64_t max) {
+  return R"({"resp":{"status":"failure","respCode":-1,"errCode":9,"errMsgArgs":{"value":)" + std::to_string(value) +
+         R"(,"params":")" + label + R"(","min":)" + std::to_string(min) + R"(,"max":)" + std::to_string(max) + "}}}";
+}
+
 }  // namespace veltrum::test

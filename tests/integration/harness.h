@@ -258,6 +258,17 @@ class LoggedInSuite : public AgentSuite {
 // A LoggedInSuite with the requests and reads a resource's tests make:
 //   HttpResponse r = post("dai_intf_cfg", R"({"dai_intf_cfg": [...]})");
 //   EXPECT_EQ(calls("RateLimitSet").size(), 1u);
+// The answer to a value just outside a range: errCode 9 with the value, the
+// range's label and its bounds.
+std::string range_refusal(int64_t value, const char *label, int64_t min, int64_t max);
+// A ranged key as a resource's table gives it.
+struct RangeCase {
+  const char *key;
+  const char *label;
+  int64_t min;
+  int64_t max;
+};
+
 class ResourceSuite : public LoggedInSuite {
  protected:
   static constexpr const char *kSuccess = R"({"resp":{"status":"success","respCode":0,"respMsg":"Operation success"}})";
