@@ -83,8 +83,10 @@ class Outcome {
   // succeeded, then answer the envelope without data.
   //
   // finish_write: rc from the failure counts, errCode and arguments to the
-  // error record when it failed; answers whether it succeeded.
-  bool finish_write(ResponseHolder *response, const char *name, int aggregate);
+  // error record when it failed; answers whether it succeeded. `data`
+  // (owned, released here) is answered under `name` when given: a write
+  // that answers what it wrote.
+  bool finish_write(ResponseHolder *response, const char *name, int aggregate, json_object *data = nullptr);
   // Ends a scalar write: the error record is touched only by a failure
   // that set an errCode of its own.
   void finish_scalar(ResponseHolder *response, const char *name);
@@ -112,7 +114,7 @@ class Outcome {
   } facts;
 
  private:
-  void answer_write(ResponseHolder *response, const char *name);
+  void answer_write(ResponseHolder *response, const char *name, json_object *data = nullptr);
 
   json_object *envelope_;
   json_object *resp_;
@@ -576,6 +578,9 @@ struct Resource {
   MissingMember missing = MissingMember::Skip;
   // POST and DELETE: the whole element's check, after its keys' checks.
   ElementCheck verify = nullptr;
+  // An array POST answers each element it wrote as GET lists it (a test
+  // started and its result), in an array under the resource's name.
+  bool answers = false;
   // POST and DELETE: platform results of actions and setters mapped to
   // success or to an errCode; any other failure counts as it is.
   std::span<const ResultCode> results = {};

@@ -22,6 +22,10 @@ char first_conversion(const char *format);
 // type of the value (a client may send either); `rest` follows.
 void log_with_value(const char *format, json_object *value, int rest = 0);
 
+// Lists one element as GET does (its index keys, every listed key, its
+// nested lists) into `obj`; false (out.rc -1) at the first failing getter.
+bool list_into(Outcome &out, const Resource &r, const Element &e, json_object *obj);
+
 // The parts of the index the element's own index fields take, after its
 // parent's.
 void index_from_values(const Resource &r, Element &e, json_object *const *values);

@@ -81,14 +81,14 @@ void Outcome::fail_apply(const char *format, ...) {
   ++apply_failures;
 }
 
-bool Outcome::finish_write(ResponseHolder *response, const char *name, int aggregate) {
+bool Outcome::finish_write(ResponseHolder *response, const char *name, int aggregate, json_object *data) {
   rc = (total_failures() == 0 && !body_failed) ? 0 : -1;
   if (total_failures() > 1) err_code = aggregate;
   if (rc != 0) {
     if (err_code == 0) err_code = aggregate;
     set_rest_err(err_code, err_args);
   }
-  answer_write(response, name);
+  answer_write(response, name, data);
   return rc == 0;
 }
 
@@ -104,9 +104,10 @@ void Outcome::finish_read(ResponseHolder *response, const char *name, json_objec
 
 void Outcome::finish_plain(ResponseHolder *response, const char *name) { answer_write(response, name); }
 
-void Outcome::answer_write(ResponseHolder *response, const char *name) {
+void Outcome::answer_write(ResponseHolder *response, const char *name, json_object *data) {
   if (rc == 0) save_running_config();
-  uri_response(response, envelope_, resp_, nullptr, name, rc);
+  uri_response(response, envelope_, resp_, data, name, rc);
+  json_object_put(data);
 }
 
 // ---------------------------------------------------------------- reading values

@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 
 #include <bit>
+#include <cstdlib>
 #include <cstring>
 
 namespace veltrum::handler::call_detail {
@@ -67,6 +68,24 @@ bool mask_prefix(const std::string &text, uint32_t &prefix_len) {
 
 json_object *mask_json(uint32_t prefix_len) {
   return ipv4_json(prefix_len == 0 ? 0 : prefix_len_to_mask(prefix_len > 32 ? 32 : prefix_len));
+}
+
+json_object *hex_json(const uint8_t *bytes, size_t n, char separator) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (size_t i = 0; i < n; ++i) {
+    if (i && separator) text += separator;
+    text += kDigits[bytes[i] >> 4];
+    text += kDigits[bytes[i] & 15];
+  }
+  return json_object_new_string(text.c_str());
+}
+
+json_object *time_json(int64_t seconds) {
+  char *text = time_text(static_cast<time_t>(seconds));
+  json_object *out = json_object_new_string(text ? text : "");
+  std::free(text);
+  return out;
 }
 
 void duration_into(const Context &c, const char *prefix, uint64_t seconds) {

@@ -96,6 +96,15 @@ struct Lookup {};
 // is 24, in and out.
 template <typename S>
 struct Mask {};
+// An identifier the platform answers as bytes (an open_buffdesc of N bytes,
+// or a uint64_t in network order for N = 8), out as hexadecimal text in
+// pairs joined by Sep ("80:00:00:11:22:33:44:55"; Sep 0: no separator):
+// bridge and port ids, digests, engine ids, MAC addresses as bytes.
+template <size_t N, char Sep = ':'>
+struct Hex {};
+// Seconds since the epoch, out as the local time text
+// "%a %Y-%m-%d %H:%M:%S %Z".
+struct TimeText {};
 // Seconds as four members: K"Day", K"Hour", K"Min", K"Sec" of the object
 // the getter answers (a kMerge key): Duration<"lastReset">.
 template <Name K>
@@ -450,6 +459,42 @@ struct Arg<Ipv4<S>, P> : ConvertedArg<S, P, Ipv4Text> {};
 template <typename S, typename P>
 struct Arg<Mask<S>, P> : ConvertedArg<S, P, MaskText> {
   static_assert(kIsInteger<std::remove_pointer_t<P>>, "a prefix length is a number");
+};
+
+json_object *hex_json(const uint8_t *bytes, size_t n, char separator);
+json_object *time_json(int64_t seconds);
+
+template <size_t N, char Sep, typename P>
+struct Arg<Hex<N, Sep>, P> {
+  static constexpr bool kBuffer = std::is_same_v<P, open_buffdesc *>;
+  static_assert(kBuffer || (std::is_same_v<P, uint64_t *> && N == 8), "an identifier comes as bytes or a uint64_t");
+  uint8_t bytes[N] = {};
+  uint64_t number = 0;
+  open_buffdesc desc{N, bytes};
+  bool load(const Context &) { return true; }
+  P arg() {
+    if constexpr (kBuffer)
+      return &desc;
+    else
+      return &number;
+  }
+  void store(const Context &c) {
+    if (!c.out) return;
+    if constexpr (!kBuffer)
+      for (size_t i = 0; i < N; ++i) bytes[i] = static_cast<uint8_t>(number >> (8 * (N - 1 - i)));
+    *c.out = hex_json(bytes, kBuffer ? std::min<size_t>(desc.size, N) : N, Sep);
+  }
+};
+
+template <typename P>
+struct Arg<TimeText, P> {
+  static_assert(std::is_pointer_v<P> && kIsInteger<std::remove_pointer_t<P>>, "a time is a number of seconds out");
+  std::remove_pointer_t<P> held{};
+  bool load(const Context &) { return true; }
+  P arg() { return &held; }
+  void store(const Context &c) {
+    if (c.out) *c.out = time_json(static_cast<int64_t>(held));
+  }
 };
 
 template <Name K, typename P>

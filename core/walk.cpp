@@ -256,6 +256,11 @@ bool walk_list(Outcome &out, const Resource &r, Element &base, json_object *arra
 
 }  // namespace
 
+bool detail::list_into(Outcome &out, const Resource &r, const Element &e, json_object *obj) {
+  index_to_json(r, e, e.parent ? e.parent->index.nums : 0, e.parent ? e.parent->index.texts : 0, obj);
+  return read_element(out, r, e, obj);
+}
+
 void resource_get(const Resource &r, MHD_Connection *connection, ResponseHolder *response) {
   Outcome out;
   QueryValues query;

@@ -110,6 +110,7 @@ struct Write {
   Method method;
   MHD_Connection *connection;
   Outcome out;
+  json_object *answer = nullptr;  // what a POST that answers lists, owned
   bool scalar() const { return root.walk.kind == WalkKind::Scalar; }
 };
 
@@ -135,6 +136,7 @@ Written write_children(Write &w, const Resource &r, json_object *obj, const Elem
 
 Written write_element(Write &w, const Resource &r, json_object *obj, const Element *parent) {
   const bool deleting = w.method == Method::Delete;
+  const unsigned failures_before = w.out.total_failures();
   json_object *values[kMaxFields] = {};
   bool wanted[kMaxFields] = {};
   for (size_t i = 0; i < r.fields.size(); ++i) {
@@ -197,7 +199,19 @@ Written write_element(Write &w, const Resource &r, json_object *obj, const Eleme
       }
     }
   }
-  return write_children(w, r, obj, e);
+  Written written = write_children(w, r, obj, e);
+  // A resource that answers what it wrote lists the element as GET would.
+  if (w.answer && !parent && written == Written::Done && w.out.total_failures() == failures_before) {
+    json_object *listed = json_object_new_object();
+    Outcome read;
+    if (list_into(read, r, e, listed)) {
+      json_object_array_add(w.answer, listed);
+    } else {
+      json_object_put(listed);
+      ++w.out.apply_failures;
+    }
+  }
+  return written;
 }
 
 // The array of elements of a write, or null after logging why.
@@ -244,12 +258,15 @@ void write_array(Write &w, json_object *request, ResponseHolder *response) {
   }
   int aggregate = r.aggregate;
   if (r.apply_aggregate && w.out.failures == 0 && w.out.apply_failures > 1) aggregate = r.apply_aggregate;
-  w.out.finish_write(response, r.name, aggregate);
+  json_object *answer = w.answer;
+  w.answer = nullptr;
+  w.out.finish_write(response, r.name, aggregate, answer);
 }
 
 void write(const Resource &r, Method method, MHD_Connection *connection, json_object *request,
            ResponseHolder *response) {
   Write w{r, method, connection, {}};
+  if (r.answers && method == Method::Post) w.answer = json_object_new_array();
   if (w.scalar())
     write_scalar(w, request, response);
   else

@@ -2,7 +2,8 @@
 // against a simulated switch: LAG walks, walks over numbers (a constant
 // range or a platform count), several lists in one element, arguments
 // looked up by another call, masks as
-// prefix lengths, durations as four members, platform results mapped to
+// prefix lengths, identifiers as hexadecimal, times as text, durations as
+// four members, POSTs that answer what they wrote, platform results mapped to
 // success or a code, number lists in the list notation and the set
 // replacement.
 #include <gtest/gtest.h>
@@ -162,6 +163,42 @@ TEST_F(Vocabulary, PlatformResultsMayBeMappedToSuccessOrToACode) {
   resource_post(r, nullptr, again.get(), &holder);
   EXPECT_NE(std::string(holder.body).find(R"("respCode":-1,"errCode":4242)"), std::string::npos) << holder.body;
   std::free(holder.body);
+}
+
+TEST_F(Vocabulary, IdentifiersAreAnsweredAsHexadecimalAndTimesAsText) {
+  // The platform turns a MAC text into its six bytes; listed as hex pairs.
+  static const Field kFields[] = {
+      {.key = "mac", .get = get<&rpcclt_openapiMacAddrStringToHexGet, LitText<"00-1A-2b-3C-4d-FF">, Hex<6>>},
+      {.key = "raw", .get = get<&rpcclt_openapiMacAddrStringToHexGet, LitText<"00:1a:2b:3c:4d:ff">, Hex<6, 0>>},
+      {.key = "at", .get = get<&rpcclt_openapiStormControlThresholdGet, Lit<0>, TimeText>},
+  };
+  ASSERT_EQ(rpcclt_openapiStormControlThresholdSet(&g_client_handle, OPEN_STORM_BCAST, 100), OPEN_E_NONE);
+  setenv("TZ", "UTC", 1);
+  tzset();
+  EXPECT_EQ(read(Resource{.name = "x", .walk = scalar(), .fields = kFields}),
+            R"({"mac":"00:1a:2b:3c:4d:ff","raw":"001a2b3c4dff","at":"Thu 1970-01-01 00:01:40 UTC"})");
+}
+
+TEST_F(Vocabulary, APostMayAnswerWhatItWrote) {
+  // Ports whose default priority is set answer it back, with what the
+  // switch made of the rest; a refused element is not answered.
+  static const Field kFields[] = {
+      {.key = "port", .check = port_check(3, "Port validation failed")},
+      {.key = "ppri",
+       .check = range(0, 7, "Port Priority", "Invalid  priority %d"),
+       .get = platform_get<&rpcclt_openapiVlanIfDefaultUserPriorityGet>,
+       .set = platform_set<&rpcclt_openapiVlanIfDefaultUserPrioritySet>},
+      {.key = "pvid", .get = platform_get<&openapiVlanIfPvidGet>, .flags = kGet},
+  };
+  const Resource r{.name = "x", .walk = ports(), .fields = kFields, .aggregate = 4241, .answers = true};
+  ResponseHolder holder{};
+  JsonPtr request(json_tokener_parse(R"({"x":[{"port":2,"ppri":5},{"port":3,"ppri":9},{"port":34,"ppri":1}]})"));
+  resource_post(r, nullptr, request.get(), &holder);
+  std::string answer = holder.body;
+  std::free(holder.body);
+  EXPECT_NE(answer.find(R"("x":[{"port":2,"ppri":5,"pvid":1},{"port":34,"ppri":1,"pvid":1}])"), std::string::npos)
+      << answer;
+  EXPECT_NE(answer.find(R"("errCode":9)"), std::string::npos) << answer;
 }
 
 TEST_F(Vocabulary, SetsAreReplacedRemovingFirst) {
