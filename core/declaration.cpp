@@ -32,7 +32,8 @@ bool indexed_by_first_field(const Resource &r) {
 }  // namespace
 
 bool is_index(const Resource &r, size_t i) {
-  return indexed_by_first_field(r) ? i == 0 : (r.fields[i].flags & kIndex) != 0;
+  if (indexed_by_first_field(r)) return i == 0 || (r.walk.inner && i == 1);
+  return (r.fields[i].flags & kIndex) != 0;
 }
 
 bool listed(const Resource &r, size_t i) {
@@ -283,6 +284,15 @@ bool check_resource(const char *name, const Resource &r, const Chain *parent, co
   if (indexed_by_first_field(r) && (r.fields.empty() || !numeric_check(r.fields[0].check)))
     fault("its walk needs a numeric index key first", nullptr);
   if (r.walk.kind == WalkKind::List && !r.walk.next) fault("its list walk has no cursor", nullptr);
+  if (r.walk.inner) {
+    const WalkKind in = r.walk.inner->kind;
+    bool numbered = in == WalkKind::Ports || in == WalkKind::PhysicalPorts || in == WalkKind::Lags ||
+                    in == WalkKind::Vlans || in == WalkKind::Numbers;
+    if (!indexed_by_first_field(r) || !numbered || r.walk.inner->inner)
+      fault("an outer walk times an inner one needs two walks of numbers", nullptr);
+    else if (r.fields.size() < 2 || !numeric_check(r.fields[1].check))
+      fault("its inner walk needs a numeric index key second", nullptr);
+  }
   for (const Nested &n : r.nested)
     if (r.walk.kind == WalkKind::Scalar && serves_post(*n.child)) fault("a scalar write cannot hold the nested list", n.key);
   if (r.create) sources(r.create, "create action", r.name, false);

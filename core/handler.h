@@ -456,6 +456,15 @@ struct Walk {
   uint32_t first = 0;
   uint32_t last = 0;
   int (*count)(int64_t &min, int64_t &max) = nullptr;
+  // An inner walk each element of this one is walked times (VLANs times
+  // ports: one element per pair); its index key is fields[1].
+  const Walk *inner = nullptr;
+
+  constexpr Walk times(const Walk &in) const {
+    Walk w = *this;
+    w.inner = &in;
+    return w;
+  }
 
   constexpr Walk adding(std::span<const char *const> numbers, std::span<const char *const> texts = {}) const {
     Walk w = *this;

@@ -157,27 +157,29 @@ bool list_element(Outcome &out, const Resource &r, const Element &e, uint8_t bas
   return true;
 }
 
-// Walks the elements of `r` from `base` (its parent's index, query and
-// connection) into `array`. False when the walk failed (out.rc -1).
-bool walk_list(Outcome &out, const Resource &r, Element &base, json_object *array) {
+// Calls `visit(e)` for each element `walk` gives after `base`'s index (the
+// parent's parts, the query, the connection); false from `visit` stops.
+// False when the walk failed (out.rc -1) or `visit` did.
+template <typename Visit>
+bool walk_elements(Outcome &out, const Resource &r, const Walk &walk, Element &base, Visit visit) {
   const uint8_t base_nums = base.index.nums;
   const uint8_t base_texts = base.index.texts;
-  switch (r.walk.kind) {
+  switch (walk.kind) {
     case WalkKind::Ports:
     case WalkKind::PhysicalPorts:
     case WalkKind::Lags: {
       bool ok = true;
       for (OPEN_INTF_TYPE_t type : {OPEN_INTF_TYPE_PHY, OPEN_INTF_TYPE_LAG}) {
-        if (type == OPEN_INTF_TYPE_LAG && r.walk.kind == WalkKind::PhysicalPorts) break;
-        if (type == OPEN_INTF_TYPE_PHY && r.walk.kind == WalkKind::Lags) continue;
+        if (type == OPEN_INTF_TYPE_LAG && walk.kind == WalkKind::PhysicalPorts) break;
+        if (type == OPEN_INTF_TYPE_PHY && walk.kind == WalkKind::Lags) continue;
         int first = for_each_interface(type, [&](uint32_t ifNum) {
           Element e = base;
           e.index.num[base_nums] = ifNum;
           e.index.nums = base_nums + 1;
-          return ok = list_element(out, r, e, base_nums, base_texts, array);
+          return ok = visit(e);
         });
         if (first != OPEN_E_NONE) {
-          if (r.walk.first_error) log_table_message(r.walk.first_error, first);
+          if (walk.first_error) log_table_message(walk.first_error, first);
           ok = false;
         }
         if (!ok) break;
@@ -186,11 +188,11 @@ bool walk_list(Outcome &out, const Resource &r, Element &base, json_object *arra
       return ok;
     }
     case WalkKind::Numbers: {
-      int64_t first = r.walk.first, last = r.walk.last;
-      if (r.walk.count) {
-        int rc = r.walk.count(first, last);
+      int64_t first = walk.first, last = walk.last;
+      if (walk.count) {
+        int rc = walk.count(first, last);
         if (rc != OPEN_E_NONE) {
-          if (r.walk.first_error) log_table_message(r.walk.first_error, rc);
+          if (walk.first_error) log_table_message(walk.first_error, rc);
           out.rc = -1;
           return false;
         }
@@ -199,7 +201,7 @@ bool walk_list(Outcome &out, const Resource &r, Element &base, json_object *arra
         Element e = base;
         e.index.num[base_nums] = static_cast<uint32_t>(n);
         e.index.nums = base_nums + 1;
-        if (!list_element(out, r, e, base_nums, base_texts, array)) return false;
+        if (!visit(e)) return false;
       }
       return true;
     }
@@ -216,7 +218,7 @@ bool walk_list(Outcome &out, const Resource &r, Element &base, json_object *arra
         Element e = base;
         e.index.num[base_nums] = vlan;
         e.index.nums = base_nums + 1;
-        if (!list_element(out, r, e, base_nums, base_texts, array)) return false;
+        if (!visit(e)) return false;
       }
     }
     case WalkKind::List: {
@@ -232,17 +234,17 @@ bool walk_list(Outcome &out, const Resource &r, Element &base, json_object *arra
           e.index.nums = base_nums;
           e.index.texts = base_texts;
         }
-        int rc = r.walk.next(e, first);
+        int rc = walk.next(e, first);
         if (rc != OPEN_E_NONE) {
           json_object_put(e.row);
           e.row = nullptr;
           if (walk_ended(rc)) return true;
-          if (r.walk.first_error) log_table_message(r.walk.first_error, rc);
+          if (walk.first_error) log_table_message(walk.first_error, rc);
           out.rc = -1;
           return false;
         }
         if (filtered && !passes_filter(r, base.query, e)) continue;
-        bool ok = list_element(out, r, e, base_nums, base_texts, array);
+        bool ok = visit(e);
         if (!ok || filtered) {
           json_object_put(e.row);
           return ok;
@@ -252,6 +254,19 @@ bool walk_list(Outcome &out, const Resource &r, Element &base, json_object *arra
     default:
       return true;
   }
+}
+
+// Walks the elements of `r` from `base` into `array`: its walk, or its
+// outer walk times its inner one. False when the walk failed (out.rc -1).
+bool walk_list(Outcome &out, const Resource &r, Element &base, json_object *array) {
+  const uint8_t base_nums = base.index.nums;
+  const uint8_t base_texts = base.index.texts;
+  auto list = [&](const Element &e) { return list_element(out, r, e, base_nums, base_texts, array); };
+  if (!r.walk.inner) return walk_elements(out, r, r.walk, base, list);
+  return walk_elements(out, r, r.walk, base, [&](const Element &outer) {
+    Element e = outer;
+    return walk_elements(out, r, *r.walk.inner, e, list);
+  });
 }
 
 }  // namespace

@@ -1,13 +1,14 @@
 // The walks and value conversions that declarations share, in-process
 // against a simulated switch: LAG walks, walks over numbers (a constant
-// range or a platform count), several lists in one element, arguments
-// looked up by another call, masks as
+// range or a platform count), an outer walk times an inner one, several
+// lists in one element, arguments looked up by another call, masks as
 // prefix lengths, identifiers as hexadecimal, times as text, durations as
-// four members, POSTs that answer what they wrote, platform results mapped to
-// success or a code, number lists in the list notation and the set
+// four members, POSTs that answer what they wrote, platform results mapped
+// to success or a code, number lists in the list notation and the set
 // replacement.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -76,6 +77,31 @@ TEST_F(Vocabulary, WalksOverLagsAndOverNumbers) {
   EXPECT_EQ(read(Resource{.name = "x", .walk = numbers(one_to_three), .fields = kIndexOnly}),
             R"([{"n":1},{"n":2},{"n":3}])");
   EXPECT_EQ(read(Resource{.name = "x", .walk = numbers(unreadable), .fields = kIndexOnly}), "[]");
+}
+
+TEST_F(Vocabulary, AnOuterWalkMayRunTimesAnInnerOne) {
+  add_vlan(10);
+  ASSERT_EQ(rpcclt_openapiVlanIfParticipationSet(&g_client_handle, 10, 34, OPEN_VLAN_PARTICIPATION_MODE_INCLUDE),
+            OPEN_E_NONE);
+  // One element per VLAN and LAG: whether the LAG takes part in the VLAN.
+  static constexpr Walk kLags = lags();
+  static const Field kFields[] = {
+      {.key = "vlan", .check = vlan_check("Validation failed for vlan %d.\n")},
+      {.key = "lag", .check = port_check(2, "Port validation failed")},
+      {.key = "mode", .get = get<&openapiVlanIfParticipationStatusGet, Idx<0>, Idx<1>, Val>},
+  };
+  const Resource r{.name = "x", .walk = vlans().times(kLags), .fields = kFields};
+  EXPECT_TRUE(check_declaration("matrix", r));
+  std::string answer = read(r);
+  EXPECT_EQ(answer.rfind(R"([{"vlan":1,"lag":33,"mode":0},)", 0), 0u) << answer;
+  EXPECT_NE(answer.find(R"({"vlan":10,"lag":33,"mode":1},{"vlan":10,"lag":34,"mode":0},)"), std::string::npos) << answer;
+  EXPECT_EQ(std::count(answer.begin(), answer.end(), '{'), 16);  // 2 VLANs x 8 LAGs
+
+  // An inner walk that is no walk of numbers, or a second key that is no number, is refused.
+  static const Walk kList = list(nullptr);
+  EXPECT_FALSE(check_declaration("matrix_of_list", Resource{.name = "x", .walk = vlans().times(kList), .fields = kFields}));
+  static const Field kText[] = {{.key = "vlan", .check = any_number()}, {.key = "name", .check = any_text()}};
+  EXPECT_FALSE(check_declaration("matrix_text", Resource{.name = "x", .walk = vlans().times(kLags), .fields = kText}));
 }
 
 TEST_F(Vocabulary, AnElementMayHoldSeveralLists) {
