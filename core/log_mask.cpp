@@ -44,6 +44,20 @@ bool is_secret_key(const char *key) {
   return false;
 }
 
+bool has_secret_member(json_object *node) {
+  if (json_object_is_type(node, json_type_array)) {
+    size_t length = json_object_array_length(node);
+    for (size_t i = 0; i < length; ++i)
+      if (has_secret_member(json_object_array_get_idx(node, i))) return true;
+    return false;
+  }
+  if (!json_object_is_type(node, json_type_object)) return false;
+  json_object_object_foreach(node, key, value) {
+    if (is_secret_key(key) || has_secret_member(value)) return true;
+  }
+  return false;
+}
+
 std::string masked_json_text(json_object *document) {
   if (!document) return "null";
   json_object *copy = nullptr;

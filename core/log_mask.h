@@ -18,6 +18,9 @@ bool is_secret_key(const char *key);
 // is left alone.
 std::string masked_json_text(json_object *document);
 
+// Whether the document has a secret member at any depth.
+bool has_secret_member(json_object *document);
+
 // Replaces, in place, the value of every secret member by the empty text.
 // The error record passes every detail object through this.
 void blank_secret_members(json_object *document);

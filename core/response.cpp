@@ -100,8 +100,10 @@ void uri_response(ResponseHolder *holder, json_object *envelope, json_object *re
   if (data) json_object_object_add(envelope, name ? name : "", json_object_get(data));
   const char *text = json_object_to_json_string_ext(envelope, JSON_C_TO_STRING_NOSLASHESCAPE);
   // Answers that carry tokens (the login resources) are never logged, and
-  // secrets in any other answer are masked like those of request lines.
-  if (log_threshold() >= 7 && !std::strstr(text, "login")) agent_log(7, "%s", masked_json_text(envelope).c_str());
+  // secrets in any other answer are masked like those of request lines; an
+  // answer without secret members (nearly all) is logged as it was made.
+  if (log_threshold() >= 7 && !std::strstr(text, "login"))
+    agent_log(7, "%s", has_secret_member(envelope) ? masked_json_text(envelope).c_str() : text);
   set_response(holder, text, 200);
 }
 

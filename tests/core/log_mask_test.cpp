@@ -40,7 +40,10 @@ TEST(MaskedJsonText, MasksEverySpellingOfASecretAtAnyDepth) {
     std::string before = json_text(doc.get());
     EXPECT_EQ(masked_json_text(doc.get()), c.logged);
     EXPECT_EQ(json_text(doc.get()), before);  // the document itself is unchanged
+    // An answer is logged as it is only when nothing in it would be masked.
+    EXPECT_EQ(has_secret_member(doc.get()), c.logged != before);
   }
+  EXPECT_FALSE(has_secret_member(nullptr));
   EXPECT_EQ(masked_json_text(nullptr), "null");
 }
 
