@@ -46,10 +46,10 @@
 
 #include <json-c/json.h>
 
+#include "bench/simd_process.h"
 #include "core/handler.h"
 #include "core/platform_client.h"
 #include "support/device.h"
-#include "tests/common/launch.h"
 #include "tests/common/sim_control.h"
 #include "uri/uri_table.h"
 
@@ -184,15 +184,7 @@ int main(int argc, char **argv) {
   std::string root = mkdtemp(root_template);
   set_device_root(root);
 
-  pid_t simd = fork();
-  if (simd == 0) {
-    std::vector<std::string> command = veltrum::test::launch_argv({VELTRUM_SIMD, "--root", root}, VELTRUM_BUILD_DIR);
-    std::vector<char *> args;
-    for (auto &a : command) args.push_back(a.data());
-    args.push_back(nullptr);
-    execv(args[0], args.data());
-    _exit(127);
-  }
+  pid_t simd = start_simd(root);
   openapiClientRegister("sweep", &g_client_handle);
   auto give_up = Clock::now() + std::chrono::seconds(20);
   while (rpcclt_openapiConnectivityCheck(&g_client_handle) != OPEN_E_NONE) {

@@ -14,11 +14,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "bench/simd_process.h"
 #include "platform/calls/00_system.h"
 #include "platform/calls/01_interfaces.h"
 #include "platform/calls/10_dai.h"
 #include "support/device.h"
-#include "tests/common/launch.h"
 
 namespace {
 
@@ -48,15 +48,7 @@ int main(int argc, char **argv) {
   std::string root = mkdtemp(root_template);
   set_device_root(root);
 
-  pid_t simd = fork();
-  if (simd == 0) {
-    std::vector<std::string> command = veltrum::test::launch_argv({VELTRUM_SIMD, "--root", root}, VELTRUM_BUILD_DIR);
-    std::vector<char *> args;
-    for (auto &a : command) args.push_back(a.data());
-    args.push_back(nullptr);
-    execv(args[0], args.data());
-    _exit(127);
-  }
+  pid_t simd = start_simd(root);
   openapiClientHandle_t client{};
   openapiClientRegister("bench", &client);
   while (rpcclt_openapiConnectivityCheck(&client) != OPEN_E_NONE) std::this_thread::sleep_for(std::chrono::milliseconds(10));
